@@ -1,0 +1,125 @@
+#pragma once
+// Categorised, levelled logging with one replaceable handler.
+//
+// Thread-safe: the handler, the verbosities and log() may be used from any
+// thread at once. A record whose level its category does not let through is
+// never built.
+//
+// Call sites stay short: a source file declares its category once with
+// LUMO_LOG_CATEGORY("vision.something") and then writes
+//   LUMO_LOG(5) << name << ": Opening";
+//   LUMO_FAIL(std::invalid_argument, message);   // log at level 2, throw
+// Both fill in the file, the function and the line.
+
+#include <functional>
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace lumo {
+namespace log {
+
+struct Record {
+  int level;             // 1 grave ... 5 trace
+  std::string category;  // e.g. "vision.videodevice.camera"
+  std::string message;
+  std::string file;
+  std::string function;  // the name of the operation that logs
+  int line;
+};
+using Handler = std::function<void(const Record&)>;
+
+void addCategory(const std::string& category);
+bool isEnabled(int level, const std::string& category);
+void log(int level, const std::string& category, const std::string& message,
+         const char* file, const char* function, int line);
+Handler setHandler(Handler handler);
+void setVerbosity(int level);
+int verbosity();
+void setCategoryVerbosity(const std::string& category, int level);
+
+// Collects one message with operator<< and hands it to log() when destroyed.
+// Nothing is formatted when the level is not let through.
+class LogStream {
+ public:
+  LogStream(int level, std::string category, const char* file, const char* function, int line);
+  ~LogStream();
+  LogStream(const LogStream&) = delete;
+  LogStream& operator=(const LogStream&) = delete;
+
+  template <typename T>
+  LogStream& operator<<(const T& value) {
+    if (_enabled) _stream << value;
+    return *this;
+  }
+  LogStream& operator<<(std::ostream& (*manipulator)(std::ostream&)) {
+    if (_enabled) _stream << manipulator;
+    return *this;
+  }
+
+ private:
+  int _level;
+  std::string _category;
+  const char* _file;
+  const char* _function;
+  int _line;
+  bool _enabled;
+  std::ostringstream _stream;
+};
+
+// A category registered at load time; declare one per source file with
+// LUMO_LOG_CATEGORY.
+class Category {
+ public:
+  explicit Category(const char* name) : _name(name) { addCategory(_name); }
+  const std::string& name() const { return _name; }
+
+ private:
+  std::string _name;
+};
+
+// Concatenates its arguments as an output stream would print them.
+template <typename... Args>
+std::string concat(const Args&... args) {
+  std::ostringstream out;
+  (out << ... << args);
+  return out.str();
+}
+
+// The library's one failure pattern: log the message at level 2 under the
+// operation's name, then throw the standard exception with the same text.
+template <typename Exception>
+[[noreturn]] void fail(const Category& category, const std::string& message, const char* file,
+                       const char* function, int line) {
+  log(2, category.name(), message, file, function, line);
+  throw Exception(message);
+}
+
+namespace detail {
+// Lets the logging macros be used as a single expression statement.
+struct Voidify {
+  void operator&(LogStream&) {}
+};
+}  // namespace detail
+
+}  // namespace log
+}  // namespace lumo
+
+#define LUMO_LOG_CATEGORY(name) \
+  namespace {                   \
+  const ::lumo::log::Category lumoLogCategory{name}; \
+  }
+
+// Log in this file's category under an explicit operation name.
+#define LUMO_LOG_AS(level, function)                                  \
+  !::lumo::log::isEnabled((level), lumoLogCategory.name())            \
+      ? (void)0                                                       \
+      : ::lumo::log::detail::Voidify() &                              \
+            ::lumo::log::LogStream((level), lumoLogCategory.name(), __FILE__, (function), __LINE__)
+
+#define LUMO_LOG(level) LUMO_LOG_AS(level, __func__)
+
+#define LUMO_FAIL_AS(function, Exception, message) \
+  ::lumo::log::fail<Exception>(lumoLogCategory, (message), __FILE__, (function), __LINE__)
+
+#define LUMO_FAIL(Exception, message) LUMO_FAIL_AS(__func__, Exception, message)
