@@ -1,0 +1,122 @@
+#include <cstring>
+#include <memory>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <opencv2/core.hpp>
+
+#include <videodevice/ImageBuffer.h>
+
+namespace videoDevice {
+namespace {
+
+TEST(ImageBuffer, StartsEmptyAndAllocatesLazily) {
+  ImageBuffer buffer("cam", Resolution(640, 480), ColorSpace::YUV_422, true);
+  EXPECT_EQ(buffer.useCount.load(), 0);
+  EXPECT_EQ(buffer.getCameraName(), "cam");
+  EXPECT_EQ(buffer.getTimeStamp().time_since_epoch().count(), 0);
+  EXPECT_EQ(buffer.getFieldOfView().horizontal, 0.0f);
+  EXPECT_EQ(buffer.getSize(), 614400u);
+
+  const ImageBuffer& constView = buffer;
+  const unsigned char* first = constView.getData();  // the const getter allocates too
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(buffer.getData(), first);
+  std::memset(buffer.getData(), 7, 614400);  // the whole block is usable (ASan checks)
+
+  ImageBuffer wrapper("cam", Resolution(4, 4), ColorSpace::Y_8, false);
+  EXPECT_EQ(wrapper.getData(), nullptr);
+  unsigned char external[16] = {};
+  wrapper.setData(external);
+  EXPECT_EQ(wrapper.getData(), external);
+}
+
+TEST(ImageBuffer, KeepsItsBlockUnlessMoreRoomIsNeeded) {
+  ImageBuffer buffer("cam", Resolution(640, 480), ColorSpace::YUV_422, true);
+  const unsigned char* block = buffer.getData();
+
+  buffer.setColorSpace(ColorSpace::Y_8);  // shallower: block kept
+  EXPECT_EQ(buffer.getData(), block);
+  buffer.setResolution(Resolution(320, 240));  // smaller: block kept
+  EXPECT_EQ(buffer.getData(), block);
+  EXPECT_EQ(buffer.getSize(), 320u * 240u);
+
+  buffer.setResolution(Resolution(640, 480));
+  buffer.setColorSpace(ColorSpace::RGB_888);  // deeper: block dropped and regrown
+  unsigned char* grown = buffer.getData();
+  ASSERT_NE(grown, nullptr);
+  std::memset(grown, 1, 921600);
+  EXPECT_EQ(buffer.getSize(), 921600u);
+
+  // More pixels: the allocated size grows per dimension (640 x 1000).
+  buffer.setResolution(Resolution(320, 1000));
+  std::memset(buffer.getData(), 2, 640u * 1000u * 3u);
+  buffer.setResolution(Resolution(640, 1000));
+  EXPECT_EQ(buffer.getSize(), 640u * 1000u * 3u);
+}
+
+TEST(ImageBuffer, SetDataOwnershipRule) {
+  // An owning buffer that already allocated frees its block and stops owning.
+  ImageBuffer owning("cam", Resolution(2, 2), ColorSpace::Y_8, true);
+  owning.getData();
+  unsigned char stackMemory[4] = {1, 2, 3, 4};
+  owning.setData(stackMemory);
+  EXPECT_EQ(owning.getData(), stackMemory);
+  owning.setResolution(Resolution(8, 8));  // must not free the caller's memory
+  EXPECT_EQ(owning.getData(), stackMemory);
+
+  // Kept on purpose: an owning buffer that had not allocated yet adopts the
+  // block and frees it with delete[] (LeakSanitizer would flag a leak).
+  auto adopted = std::make_unique<ImageBuffer>("cam", Resolution(2, 2), ColorSpace::Y_8, true);
+  adopted->setData(new unsigned char[4]);
+  adopted->setResolution(Resolution(4, 4));  // drops (frees) the adopted block
+  EXPECT_NE(adopted->getData(), nullptr);    // and allocates its own again
+}
+
+TEST(ImageBuffer, PrintsAndWrapsAsAMatrixWithoutCopy) {
+  ImageBuffer yuv("cam", Resolution(320, 240), ColorSpace::YUV_422, true);
+  std::ostringstream out;
+  out << yuv;
+  EXPECT_EQ(out.str(), "320x240@YUV_422");
+
+  const cv::Mat mat = ImageBuffer::imageBufferToCvMat(yuv);
+  EXPECT_EQ(mat.type(), CV_8UC2);
+  EXPECT_EQ(mat.rows, 240);
+  EXPECT_EQ(mat.cols, 320);
+  EXPECT_EQ(mat.data, yuv.getData());
+
+  struct Case {
+    ColorSpace colorSpace;
+    int type;  // -1: empty matrix
+  };
+  const Case cases[] = {
+      {ColorSpace::DEPTH_16, CV_16UC1},     {ColorSpace::INFRARED_16, CV_16UC1},
+      {ColorSpace::RAW_DEPTH_16, CV_16UC1}, {ColorSpace::Y_8, CV_8UC1},
+      {ColorSpace::RGB_888, CV_8UC3},       {ColorSpace::ARGB_8888, CV_8UC4},
+      {ColorSpace::YYCBCR_8888, CV_8UC4},   {ColorSpace::XYZ_323232, CV_32FC3},
+      {ColorSpace::DISTANCE_32, CV_32FC1},  {ColorSpace::NV12_420, -1},
+      {ColorSpace::UNKNOWN, -1},
+  };
+  for (const auto& c : cases) {
+    ImageBuffer buffer("cam", Resolution(8, 4), c.colorSpace, true);
+    const cv::Mat m = ImageBuffer::imageBufferToCvMat(buffer);
+    if (c.type < 0) {
+      EXPECT_TRUE(m.empty()) << static_cast<int>(c.colorSpace);
+    } else {
+      EXPECT_EQ(m.type(), c.type) << static_cast<int>(c.colorSpace);
+      EXPECT_EQ(m.data, buffer.getData());
+    }
+  }
+  ImageBuffer unknown("cam", Resolution(8, 4), ColorSpace::UNKNOWN, true);
+  EXPECT_EQ(unknown.getSize(), 0u);
+}
+
+TEST(ImageBuffer, MatchesPreferencesByResolutionAndColorSpaceOnly) {
+  ImageBuffer buffer("cam", Resolution(320, 240), ColorSpace::RGB_888, true);
+  EXPECT_TRUE(buffer.isPreferencesValid(CameraPreferences(Resolution(320, 240), ColorSpace::RGB_888, 5)));
+  EXPECT_FALSE(buffer.isPreferencesValid(CameraPreferences(Resolution(320, 200), ColorSpace::RGB_888, 5)));
+  EXPECT_FALSE(buffer.isPreferencesValid(CameraPreferences(Resolution(320, 240), ColorSpace::BGR_888, 5)));
+}
+
+}  // namespace
+}  // namespace videoDevice
