@@ -1,0 +1,366 @@
+// The two buffer pools of a camera: raw frames from the device and frames
+// converted for the subscribers' preferences.
+//
+// A buffer's useCount is its lock: it is raised only under its pool's mutex,
+// from 0 for a writer, from anything for a reader. Pool searches that may run
+// outside the camera mutex (the shrinking ones, called when a subscriber
+// leaves or changes its request) look at useCount before anything else: the
+// description of a held buffer may be rewritten by a converter meanwhile.
+
+#include <cstdint>
+#include <new>
+#include <stdexcept>
+
+#include <lumo/Log.h>
+
+#include "camera/SupportedSets.h"
+#include "videodevice/CameraBase.h"
+#include "videodevice/ImageBuffer.h"
+
+LUMO_LOG_CATEGORY("vision.videodevice.camera")
+
+namespace videoDevice {
+
+using detail::lastOf;
+
+namespace {
+
+using Pool = std::set<std::shared_ptr<ImageBuffer>>;
+
+// Takes a free buffer for writing; false if someone holds it.
+bool tryLockForEditing(const std::shared_ptr<ImageBuffer>& buffer) {
+  std::int32_t expected = 0;
+  return buffer->useCount.compare_exchange_strong(expected, 1);
+}
+
+// Age of a buffer for a request at timePoint, in whole milliseconds
+// (truncated toward zero; negative for buffers stamped after the request).
+std::int64_t ageInMilliseconds(const lumo::Clock::time_point& timePoint,
+                               const ImageBuffer& buffer) {
+  return (timePoint - buffer.getTimeStamp()).count() / 1000000;
+}
+
+// The newest of the candidates that `accepts`; among equal ages the first in
+// pool order. The chosen buffer is held for reading. Pool mutex held.
+template <typename Accept>
+std::shared_ptr<ImageBuffer> lockNewestForReading(const Pool& pool,
+                                                  const lumo::Clock::time_point& timePoint,
+                                                  Accept accepts) {
+  std::shared_ptr<ImageBuffer> newest;
+  std::int64_t newestAge = 0;
+  for (const auto& buffer : pool) {
+    if (!accepts(*buffer)) continue;
+    const std::int64_t age = ageInMilliseconds(timePoint, *buffer);
+    if (!newest || age < newestAge) {
+      newest = buffer;
+      newestAge = age;
+    }
+  }
+  if (newest) ++newest->useCount;
+  return newest;
+}
+
+// Whether a frame stamped at `buffer`'s time stamp is recent enough for a
+// request at timePoint made at `refreshRate` frames per second.
+bool isFreshEnough(const lumo::Clock::time_point& timePoint, const ImageBuffer& buffer,
+                   unsigned short refreshRate) {
+  // A rate of 0 has no frame period: no buffer can serve it.
+  if (refreshRate == 0) return false;
+  const std::int64_t periodNs = std::int64_t{1000 / refreshRate} * 1000000;
+  return periodNs >= (timePoint - buffer.getTimeStamp()).count();
+}
+
+// Gives back one hold on a buffer of the pool.
+void unlock(std::mutex& mutex, const std::shared_ptr<ImageBuffer>& buffer) {
+  std::lock_guard<std::mutex> lock(mutex);
+  --buffer->useCount;
+}
+
+}  // namespace
+
+// --- public image requests -------------------------------------------------------
+
+std::shared_ptr<const ImageBuffer> CameraBase::getDirectRawImageBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  const auto defaults = buildDefaultPreferences();
+  defaults->setRefreshRate(preferences.getRefreshRate());
+  std::lock_guard<std::mutex> lock(_cameraMutex);
+  return _getDirectRawImageBuffer(timePoint, *defaults);
+}
+
+std::shared_ptr<const ImageBuffer> CameraBase::getDirectRawExtraColorSpaceImageBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  const auto defaults = buildDefaultPreferences();
+  defaults->setRefreshRate(preferences.getRefreshRate());
+  std::lock_guard<std::mutex> lock(_cameraMutex);
+  return _getDirectRawExtraColorSpaceImageBuffer(timePoint, *defaults);
+}
+
+std::shared_ptr<const ImageBuffer> CameraBase::getImageBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  std::lock_guard<std::mutex> lock(_cameraMutex);
+  return _getImageBuffer(timePoint, preferences);
+}
+
+// No camera lock: a subscriber may give a buffer back while another converts.
+void CameraBase::releaseImageBuffer(std::shared_ptr<const ImageBuffer> buffer) {
+  _releaseImageBuffer(buffer);
+}
+
+// --- growing and shrinking ---------------------------------------------------------
+
+// Raw buffers are made for the greatest supported mode, so that a change of
+// native mode never reallocates them.
+void CameraBase::_increaseRawBufferNumber(const CameraPreferences& /*preferences*/) {
+  const Resolution resolution =
+      lastOf(_supportedResolutions, lumoLogCategory, _name, "resolutions", __func__);
+  const ColorSpace colorSpace =
+      lastOf(_supportedColorSpaces, lumoLogCategory, _name, "color spaces", __func__);
+  std::shared_ptr<ImageBuffer> buffer;
+  try {
+    buffer = std::make_shared<ImageBuffer>(getName(), resolution, colorSpace, true);
+    buffer->getData();
+    buffer->setFielOfView(getFieldOfView());
+  } catch (const std::bad_alloc&) {
+    buffer.reset();
+  }
+  if (!buffer || buffer->getData() == nullptr)
+    LUMO_FAIL(std::runtime_error, lumo::log::concat(_name, ": Impossible to add a new raw buffer"));
+  std::lock_guard<std::mutex> lock(_rawBuffersMutex);
+  _rawBuffers.insert(buffer);
+}
+
+void CameraBase::_increaseBufferNumber(const CameraPreferences& preferences) {
+  std::shared_ptr<ImageBuffer> buffer;
+  try {
+    buffer = std::make_shared<ImageBuffer>(getName(), preferences.getResolution(),
+                                           preferences.getColorSpace(), true);
+    buffer->getData();
+    buffer->setFielOfView(getFieldOfView());
+  } catch (const std::bad_alloc&) {
+    buffer.reset();
+  }
+  if (!buffer || buffer->getData() == nullptr)
+    LUMO_FAIL(std::runtime_error, lumo::log::concat(_name, ": Impossible to add a new buffer"));
+  std::lock_guard<std::mutex> lock(_buffersMutex);
+  _buffers.insert(buffer);
+}
+
+void CameraBase::_decreaseRawBufferNumber() {
+  std::lock_guard<std::mutex> lock(_rawBuffersMutex);
+  for (auto it = _rawBuffers.begin(); it != _rawBuffers.end(); ++it) {
+    if ((*it)->useCount.load() == 0) {
+      _rawBuffers.erase(it);
+      return;
+    }
+  }
+}
+
+void CameraBase::_decreaseBufferNumber(const CameraPreferences& preferences) {
+  std::lock_guard<std::mutex> lock(_buffersMutex);
+  for (auto it = _buffers.begin(); it != _buffers.end(); ++it) {
+    // Free first: only a free buffer's description is stable to read here.
+    if ((*it)->useCount.load() == 0 && (*it)->isPreferencesValid(preferences)) {
+      _buffers.erase(it);
+      return;
+    }
+  }
+}
+
+void CameraBase::_decreaseAllBufferNumber(const CameraPreferences& preferences) {
+  _decreaseRawBufferNumber();
+  _decreaseBufferNumber(preferences);
+}
+
+// --- taking buffers --------------------------------------------------------------
+
+std::shared_ptr<ImageBuffer> CameraBase::_lockOldestRawBufferForEditing(
+    const CameraPreferences& preferences) {
+  for (;;) {
+    {
+      std::lock_guard<std::mutex> lock(_rawBuffersMutex);
+      for (const auto& buffer : _rawBuffers)
+        if (tryLockForEditing(buffer)) return buffer;
+    }
+    _increaseRawBufferNumber(preferences);
+  }
+}
+
+std::shared_ptr<ImageBuffer> CameraBase::_lockOldestBufferForEditing(
+    const CameraPreferences& preferences) {
+  for (;;) {
+    {
+      std::lock_guard<std::mutex> lock(_buffersMutex);
+      for (const auto& buffer : _buffers) {
+        // Free first, then matching: a held buffer may be under conversion.
+        if (buffer->useCount.load() != 0 || !buffer->isPreferencesValid(preferences)) continue;
+        if (tryLockForEditing(buffer)) return buffer;
+      }
+    }
+    _increaseBufferNumber(preferences);
+  }
+}
+
+std::shared_ptr<ImageBuffer> CameraBase::_lockTheNewestRawBufferForReading(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  const ColorSpace rawColorSpace = _getCorrespondentRawColorSpace(preferences.getColorSpace());
+  const Resolution wanted = preferences.getResolution();
+  std::lock_guard<std::mutex> lock(_rawBuffersMutex);
+  return lockNewestForReading(_rawBuffers, timePoint, [&](const ImageBuffer& buffer) {
+    const Resolution size = buffer.getResolution();
+    return size.width >= wanted.width && size.height >= wanted.height &&
+           buffer.getColorSpace() == rawColorSpace;
+  });
+}
+
+std::shared_ptr<ImageBuffer> CameraBase::_lockTheNewestBufferForReading(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  std::lock_guard<std::mutex> lock(_buffersMutex);
+  return lockNewestForReading(_buffers, timePoint, [&](const ImageBuffer& buffer) {
+    return buffer.isPreferencesValid(preferences);
+  });
+}
+
+std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidRawBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  const auto buffer = _lockTheNewestRawBufferForReading(timePoint, preferences);
+  if (buffer) {
+    if (isFreshEnough(timePoint, *buffer, preferences.getRefreshRate())) return buffer;
+    unlock(_rawBuffersMutex, buffer);
+  }
+  const std::string message = lumo::log::concat(_name, ": no valid raw buffer available.");
+  LUMO_LOG(5) << message;
+  throw std::runtime_error(message);
+}
+
+std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  const auto buffer = _lockTheNewestBufferForReading(timePoint, preferences);
+  if (buffer) {
+    if (isFreshEnough(timePoint, *buffer, preferences.getRefreshRate())) return buffer;
+    unlock(_buffersMutex, buffer);
+  }
+  const std::string message = lumo::log::concat(_name, ": no raw buffer available.");
+  LUMO_LOG(5) << message;
+  throw std::runtime_error(message);
+}
+
+// --- requests (camera mutex held) ---------------------------------------------------
+
+std::shared_ptr<const ImageBuffer> CameraBase::_getImageBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  try {
+    return _getTheNewestValidBuffer(timePoint, preferences);
+  } catch (const std::exception&) {
+    LUMO_LOG(5) << _name << ": no valid image buffer, ask a new raw buffer and convert it.";
+  }
+  return _getConvertedRawBuffer(timePoint, preferences);
+}
+
+std::shared_ptr<const ImageBuffer> CameraBase::_getConvertedRawBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  const std::shared_ptr<const ImageBuffer> raw =
+      isExtraColorSpace(preferences.getColorSpace())
+          ? _getDirectRawExtraColorSpaceImageBuffer(timePoint, preferences)
+          : _getDirectRawImageBuffer(timePoint, preferences);
+  std::shared_ptr<ImageBuffer> out;
+  try {
+    out = _lockOldestBufferForEditing(preferences);
+    const Resolution rawSize = raw->getResolution();
+    const Resolution wanted = preferences.getResolution();
+    LUMO_LOG(5) << _name << ": Convert raw buffer from " << raw->getColorSpace() << ", "
+                << rawSize.width << "x" << rawSize.height << " to "
+                << preferences.getColorSpace() << ", " << wanted.width << "x" << wanted.height;
+    _convertImage(preferences, raw, out);
+  } catch (const std::exception&) {
+    _releaseImageBuffer(raw);
+    if (out) _releaseImageBuffer(out);
+    throw;
+  }
+  _releaseImageBuffer(raw);
+  return out;  // still held: the caller releases it
+}
+
+std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawImageBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  try {
+    return _getTheNewestValidRawBuffer(timePoint, preferences);
+  } catch (const std::exception&) {
+    LUMO_LOG(5) << _name << ": no valid raw buffer, get a new one from the device.";
+  }
+  // A device that keeps failing is restarted; this request still grabs after.
+  const std::int32_t failures = _rawGrabFailures;
+  _rawGrabFailures = failures + 1;
+  if (failures >= 4) {
+    _rawGrabFailures = 0;
+    LUMO_LOG(2) << "Can't get image from " << _name << ". Restart the camera.";
+    _reset();
+  }
+  _start();
+  const auto raw = _lockOldestRawBufferForEditing(preferences);
+  try {
+    _getDeviceRawImage(timePoint, raw);
+  } catch (const std::exception&) {
+    _releaseImageBuffer(raw);
+    throw;
+  }
+  _rawGrabFailures = 0;
+  return raw;
+}
+
+std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawExtraColorSpaceImageBuffer(
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  try {
+    return _getTheNewestValidRawBuffer(timePoint, preferences);
+  } catch (const std::exception&) {
+    LUMO_LOG(5) << _name << ": no valid extra colorspace buffer, get a new one from the device.";
+  }
+  const std::int32_t failures = _extraRawGrabFailures;
+  _extraRawGrabFailures = failures + 1;
+  if (failures >= 4) {
+    _extraRawGrabFailures = 0;
+    LUMO_LOG(2) << "Can't get image from " << _name << ". Restart the camera.";
+    _reset();
+  }
+  _start();
+  const auto raw = _lockOldestRawBufferForEditing(preferences);
+  try {
+    // Extra frames share the raw pool and are told apart by colour space.
+    raw->setColorSpace(preferences.getColorSpace());
+    _getDeviceExtraRawImage(timePoint, preferences, raw);
+  } catch (const std::exception&) {
+    _releaseImageBuffer(raw);
+    throw;
+  }
+  _extraRawGrabFailures = 0;
+  return raw;
+}
+
+void CameraBase::_releaseImageBuffer(const std::shared_ptr<const ImageBuffer>& buffer) {
+  if (!buffer) {
+    LUMO_LOG(3) << _name << ": try to release empty buffer.";
+    return;
+  }
+  const auto key = std::const_pointer_cast<ImageBuffer>(buffer);
+  {
+    std::lock_guard<std::mutex> lock(_buffersMutex);
+    if (_buffers.count(key) != 0) {
+      --key->useCount;
+      return;
+    }
+  }
+  {
+    std::lock_guard<std::mutex> lock(_rawBuffersMutex);
+    if (_rawBuffers.count(key) != 0) {
+      --key->useCount;
+      return;
+    }
+  }
+  const std::string message =
+      lumo::log::concat(_name, ": buffer is not owned by camera anymore.", " Buffer count:",
+                        buffer->useCount.load());
+  LUMO_LOG(1) << message;
+  throw std::runtime_error(message);
+}
+
+}  // namespace videoDevice
