@@ -1,0 +1,168 @@
+// Handing images to subscribers and taking them back. Every buffer handed out
+// is recorded in the subscriber under the camera name it carries, which is
+// how the release finds its camera again.
+
+#include <stdexcept>
+
+#include <lumo/Log.h>
+
+#include "device/Subscriber.h"
+#include "device/VideoDevicePrivate.h"
+
+LUMO_LOG_CATEGORY("vision.videodevice")
+
+namespace videoDevice {
+
+namespace {
+
+// Records a fetched buffer; from now on the subscriber is processing. A camera
+// answers with a buffer or throws; a null answer is passed on unrecorded.
+void recordBuffer(Subscriber& subscriber, const std::shared_ptr<const ImageBuffer>& buffer) {
+  if (buffer) subscriber.setImageBuffer(buffer->getCameraName(), buffer);
+}
+
+}  // namespace
+
+// --- public entry points --------------------------------------------------------
+
+std::shared_ptr<const ImageBuffer> VideoDevicePrivate::getImage(const TimePoint& timePoint,
+                                                                const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMonostream(subscriber);
+  return _getImage(timePoint, subscriber);
+}
+
+std::shared_ptr<const ImageBuffer> VideoDevicePrivate::getDirectRawImage(
+    const TimePoint& timePoint, const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMonostream(subscriber);
+  return _getDirectRawImage(timePoint, subscriber);
+}
+
+std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::getImages(
+    const TimePoint& timePoint, const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMultistream(subscriber);
+  return _getImages(timePoint, subscriber);
+}
+
+std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::getDirectRawImages(
+    const TimePoint& timePoint, const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMultistream(subscriber);
+  return _getDirectRawImages(timePoint, subscriber);
+}
+
+void VideoDevicePrivate::releaseImage(const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMonostream(subscriber);
+  _releaseImage(subscriber);
+}
+
+void VideoDevicePrivate::releaseDirectRawImage(const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMonostream(subscriber);
+  _releaseDirectRawImage(subscriber);
+}
+
+void VideoDevicePrivate::releaseImages(const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMultistream(subscriber);
+  _releaseImages(subscriber);
+}
+
+void VideoDevicePrivate::releaseDirectRawImages(const std::string& name) {
+  const std::shared_ptr<Subscriber> subscriber = _getSubscriber(name);
+  _checkSubscriberIsMultistream(subscriber);
+  _releaseDirectRawImages(subscriber);
+}
+
+void VideoDevicePrivate::putImage(const std::shared_ptr<const ImageBuffer>& image) {
+  if (!image) LUMO_FAIL(std::invalid_argument, "Can't put image: invalid pointer.");
+  _getCamera(image->getCameraName())->putImage(image);
+}
+
+// --- fetching ---------------------------------------------------------------------
+
+std::shared_ptr<const ImageBuffer> VideoDevicePrivate::_getImage(
+    const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
+  _checkSubscriberIsNotProcessing(subscriber);
+  const std::shared_ptr<Camera> camera = _getCamera(subscriber->getActiveCameraList().at(0));
+  // The key subscribeCamera used: the camera's own name, "Default" resolved.
+  const std::shared_ptr<CameraPreferences> preferences =
+      subscriber->getCameraPreferences(camera->getName());
+  std::shared_ptr<const ImageBuffer> buffer = camera->getImageBuffer(timePoint, *preferences);
+  recordBuffer(*subscriber, buffer);
+  return buffer;
+}
+
+std::shared_ptr<const ImageBuffer> VideoDevicePrivate::_getDirectRawImage(
+    const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
+  _checkSubscriberIsNotProcessing(subscriber);
+  const std::shared_ptr<Camera> camera = _getCamera(subscriber->getActiveCameraList().at(0));
+  const std::shared_ptr<CameraPreferences> preferences =
+      subscriber->getCameraPreferences(camera->getName());
+  std::shared_ptr<const ImageBuffer> buffer =
+      camera->isExtraColorSpace(preferences->getColorSpace())
+          ? camera->getDirectRawExtraColorSpaceImageBuffer(timePoint, *preferences)
+          : camera->getDirectRawImageBuffer(timePoint, *preferences);
+  recordBuffer(*subscriber, buffer);
+  return buffer;
+}
+
+std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getImages(
+    const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
+  _checkSubscriberIsNotProcessing(subscriber);
+  std::vector<std::shared_ptr<const ImageBuffer>> buffers;
+  // Each buffer is recorded as soon as it arrives, so that a camera failing
+  // later in the list leaves the earlier ones releasable.
+  for (const std::string& cameraName : subscriber->getActiveCameraList()) {
+    const std::shared_ptr<Camera> camera = _getCamera(cameraName);
+    const std::shared_ptr<CameraPreferences> preferences =
+        subscriber->getCameraPreferences(cameraName);
+    buffers.push_back(camera->getImageBuffer(timePoint, *preferences));
+    recordBuffer(*subscriber, buffers.back());
+  }
+  return buffers;
+}
+
+std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getDirectRawImages(
+    const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
+  _checkSubscriberIsNotProcessing(subscriber);
+  std::vector<std::shared_ptr<const ImageBuffer>> buffers;
+  // Always the main raw stream: unlike the single-camera fetch, no camera is
+  // asked whether the colour space belongs to its extra stream.
+  for (const std::string& cameraName : subscriber->getActiveCameraList()) {
+    const std::shared_ptr<Camera> camera = _getCamera(cameraName);
+    const std::shared_ptr<CameraPreferences> preferences =
+        subscriber->getCameraPreferences(cameraName);
+    buffers.push_back(camera->getDirectRawImageBuffer(timePoint, *preferences));
+    recordBuffer(*subscriber, buffers.back());
+  }
+  return buffers;
+}
+
+// --- releasing ----------------------------------------------------------------------
+
+// One path for raw and converted buffers alike: each camera knows which pool a
+// buffer came from. If a release fails, the map is kept so that the release
+// can be retried.
+void VideoDevicePrivate::_releaseImage(const std::shared_ptr<Subscriber>& subscriber) {
+  for (const auto& entry : subscriber->getImageBufferMap())
+    _getCamera(entry.first)->releaseImageBuffer(entry.second);
+  subscriber->clearImageBufferMap();
+}
+
+void VideoDevicePrivate::_releaseDirectRawImage(const std::shared_ptr<Subscriber>& subscriber) {
+  _releaseImage(subscriber);
+}
+
+void VideoDevicePrivate::_releaseImages(const std::shared_ptr<Subscriber>& subscriber) {
+  _releaseImage(subscriber);
+}
+
+void VideoDevicePrivate::_releaseDirectRawImages(const std::shared_ptr<Subscriber>& subscriber) {
+  _releaseImage(subscriber);
+}
+
+}  // namespace videoDevice
