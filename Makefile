@@ -1,6 +1,8 @@
 # Front door: `make demo` and `make test` work on a fresh machine.
 SANITIZE ?=
 JOBS ?= $(shell nproc)
+# A CTest name filter (regular expression); empty runs every test.
+TESTS ?=
 
 ifeq ($(SANITIZE),)
 BUILD_DIR ?= build
@@ -25,7 +27,7 @@ build: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS)
 
 test: build
-	@cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
+	@cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) $(if $(TESTS),-R '$(TESTS)')
 
 demo: build
 	@$(BUILD_DIR)/tools/videodevice demo --out out/demo
