@@ -27,7 +27,8 @@ build: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS)
 
 test: build
-	@cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) $(if $(TESTS),-R '$(TESTS)')
+	@cd $(BUILD_DIR) && TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp $(TSAN_OPTIONS)" \
+		ctest --output-on-failure -j $(JOBS) $(if $(TESTS),-R '$(TESTS)')
 
 demo: build
 	@$(BUILD_DIR)/tools/videodevice demo --out out/demo
