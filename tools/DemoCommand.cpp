@@ -49,14 +49,14 @@ struct Stream {
   ColorSpace colorSpace;
 };
 
-struct ClientSpec {
+struct ClientPlan {
   std::string name;
   std::vector<Stream> streams;
   unsigned short fps;
 };
 
 // The robot's client modules.
-std::vector<ClientSpec> clientSpecs() {
+std::vector<ClientPlan> clientSpecs() {
   return {
       {"tracker", {{topCamera, {320, 240}, ColorSpace::RGB_888}}, 15},
       {"segmenter", {{topCamera, {160, 120}, ColorSpace::H2RGB_888}}, 5},
@@ -66,9 +66,9 @@ std::vector<ClientSpec> clientSpecs() {
   };
 }
 
-std::string describeStreams(const ClientSpec& spec) {
+std::string describeStreams(const ClientPlan& plan) {
   std::string out;
-  for (const auto& stream : spec.streams) {
+  for (const auto& stream : plan.streams) {
     if (!out.empty()) out += " + ";
     out += stream.camera + " " + toString(stream.colorSpace) + " " + toString(stream.resolution);
   }
@@ -102,7 +102,7 @@ struct Sample {
 };
 
 struct Client {
-  ClientSpec spec;
+  ClientPlan plan;
   std::string registered;
   std::atomic<long> fetches{0};
   // Written by the client's thread only, read after it has joined.
@@ -159,9 +159,9 @@ void runSimulator(Run& run) {
 }
 
 void runClient(Run& run, Client& client, int index) {
-  const auto period = std::chrono::nanoseconds(1000000000 / client.spec.fps);
-  const bool multi = client.spec.streams.size() > 1;
-  std::vector<long long> lastStamps(client.spec.streams.size(), -1);
+  const auto period = std::chrono::nanoseconds(1000000000 / client.plan.fps);
+  const bool multi = client.plan.streams.size() > 1;
+  std::vector<long long> lastStamps(client.plan.streams.size(), -1);
   int nextSample = 0;
   for (auto next = run.start; SteadyClock::now() < run.end; next += period) {
     std::this_thread::sleep_until(next);
@@ -224,7 +224,7 @@ void drawLabel(cv::Mat& picture, const std::string& text, cv::Point origin, doub
 cv::Mat makeStrip(const Client& client) {
   constexpr int cellHeight = 240;
   constexpr int titleHeight = 30;
-  const std::size_t rows = client.spec.streams.size();
+  const std::size_t rows = client.plan.streams.size();
   std::vector<std::vector<cv::Mat>> cells(rows);
   int width = 0;
   for (std::size_t row = 0; row < rows; ++row) {
@@ -245,8 +245,8 @@ cv::Mat makeStrip(const Client& client) {
   cv::Mat strip(titleHeight + static_cast<int>(rows) * (cellHeight + 2), width, CV_8UC3,
                 cv::Scalar(40, 40, 40));
   drawLabel(strip,
-            client.registered + ": " + describeStreams(client.spec) + " @ " +
-                std::to_string(client.spec.fps) + " fps",
+            client.registered + ": " + describeStreams(client.plan) + " @ " +
+                std::to_string(client.plan.fps) + " fps",
             cv::Point(8, 21), 0.55);
   for (std::size_t row = 0; row < rows; ++row) {
     int x = 0;
@@ -269,8 +269,8 @@ void printReport(const Run& run, const std::vector<std::unique_ptr<Client>>& cli
       if (run.deliveries.isShared(delivery)) ++shared;
     }
     const long fetches = client->fetches.load();
-    clientTable.addRow({client->registered, describeStreams(client->spec),
-                        std::to_string(client->spec.fps), std::to_string(fetches),
+    clientTable.addRow({client->registered, describeStreams(client->plan),
+                        std::to_string(client->plan.fps), std::to_string(fetches),
                         std::to_string(client->newFrames),
                         formatFixed(fetches > 0 ? client->latencySumMs / fetches : 0.0, 3),
                         formatFixed(client->latencyMaxMs, 3), std::to_string(shared),
@@ -315,24 +315,24 @@ int runDemo(const DemoOptions& options) {
   videoDevice::CameraBuilder(run.device, describe(findModel("XTION"), depthCamera));
 
   std::vector<std::unique_ptr<Client>> clients;
-  for (const auto& spec : clientSpecs()) {
+  for (const auto& plan : clientSpecs()) {
     auto client = std::make_unique<Client>();
-    client->spec = spec;
-    if (spec.streams.size() == 1) {
-      const auto& stream = spec.streams.front();
-      client->registered = run.device->subscribeCamera(spec.name, stream.camera, stream.resolution,
-                                                       stream.colorSpace, spec.fps);
+    client->plan = plan;
+    if (plan.streams.size() == 1) {
+      const auto& stream = plan.streams.front();
+      client->registered = run.device->subscribeCamera(plan.name, stream.camera, stream.resolution,
+                                                       stream.colorSpace, plan.fps);
     } else {
       std::vector<std::string> cameras;
       std::vector<Resolution> resolutions;
       std::vector<ColorSpace> colorSpaces;
-      for (const auto& stream : spec.streams) {
+      for (const auto& stream : plan.streams) {
         cameras.push_back(stream.camera);
         resolutions.push_back(stream.resolution);
         colorSpaces.push_back(stream.colorSpace);
       }
       client->registered =
-          run.device->subscribeCameras(spec.name, cameras, resolutions, colorSpaces, spec.fps);
+          run.device->subscribeCameras(plan.name, cameras, resolutions, colorSpaces, plan.fps);
     }
     clients.push_back(std::move(client));
   }
@@ -379,7 +379,7 @@ int runDemo(const DemoOptions& options) {
   const auto detail = [&] {
     std::string text = "pushed " + std::to_string(run.framesPushed.load());
     for (const auto& client : clients) {
-      text += "  " + client->spec.name + " " + std::to_string(client->fetches.load());
+      text += "  " + client->plan.name + " " + std::to_string(client->fetches.load());
     }
     return text;
   };
@@ -409,7 +409,7 @@ int runDemo(const DemoOptions& options) {
     if (client->samples.empty()) {
       throw std::runtime_error(client->registered + " received no image to show");
     }
-    pictures.emplace_back(client->spec.name + ".png", makeStrip(*client));
+    pictures.emplace_back(client->plan.name + ".png", makeStrip(*client));
   }
   std::filesystem::create_directories(options.out);
   std::cout << "\n";
