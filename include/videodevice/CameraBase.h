@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -190,6 +191,14 @@ class CameraBase : public Camera {
   void _reset();
   // Brings the native mode to what the attached preferences need.
   void _update();
+  // The common tail of the update operations: checks that the request is
+  // attached, optionally drops the pool buffers the old request held, applies
+  // the change and renegotiates the native mode.
+  // Failures are logged under `operation`, the update the caller performs.
+  void _changeAttachedPreferences(const std::shared_ptr<CameraPreferences>& preferences,
+                                  bool shrinkPools,
+                                  const std::function<void(CameraPreferences&)>& change,
+                                  const char* operation);
 
   // --- buffer pools ----------------------------------------------------------
   void _increaseRawBufferNumber(const CameraPreferences& preferences);

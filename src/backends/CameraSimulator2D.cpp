@@ -83,10 +83,6 @@ class HeldWriter {
   std::uint64_t _size;
 };
 
-bool isSupportedOverSamplingFactor(std::uint64_t factor) {
-  return factor == 2 || factor == 4 || factor == 8;
-}
-
 }  // namespace
 
 CameraSimulator2D::CameraSimulator2D(std::weak_ptr<VideoDevice> videoDevice, std::string model,
@@ -95,15 +91,7 @@ CameraSimulator2D::CameraSimulator2D(std::weak_ptr<VideoDevice> videoDevice, std
       _heldImage(
           std::make_shared<ImageBuffer>(getName(), Resolution(0, 0), ColorSpace::YUV_422, true)) {}
 
-CameraSimulator2D::~CameraSimulator2D() {
-  // Nothing may escape a destructor; closing a simulator does not fail in
-  // practice, but a backend hook of a derived camera could.
-  try {
-    close();
-  } catch (const std::exception& error) {
-    LUMO_LOG(2) << getName() << ": Error while closing: " << error.what();
-  }
-}
+CameraSimulator2D::~CameraSimulator2D() { _closeQuietly(lumoLogCategory); }
 
 bool CameraSimulator2D::isColorSpaceValid(const ColorSpace& colorSpace) const {
   return Camera2D::isColorSpaceValid(colorSpace);
@@ -118,14 +106,9 @@ void CameraSimulator2D::_getDeviceRawImage(const lumo::Clock::time_point& timePo
     LUMO_LOG(4) << getName() << ": generate default image.";
     _createDefaultImage(timePoint);
   }
-
-  raw->setResolution(native);
-  raw->setColorSpace(_nativePreferences.getColorSpace());
-  raw->setTimeStamp(_heldImage->getTimeStamp());
-  unsigned char* target = raw->getData();
-  const unsigned char* source = _heldImage->getData();
-  const std::uint64_t bytes = std::min(_heldImage->getSize(), raw->getSize());
-  if (target != nullptr && source != nullptr && bytes > 0) std::memcpy(target, source, bytes);
+  // The held frame is at the native size now; handed out again, it keeps the
+  // time of its push.
+  copyImage(*_heldImage, *raw);
 }
 
 void CameraSimulator2D::_convertImage(const CameraPreferences& preferences,
@@ -143,24 +126,8 @@ void CameraSimulator2D::_putImage(const std::shared_ptr<const ImageBuffer>& imag
                                 "\" not supported. Please use YUV_422, RGB_888 or BGR_888 "
                                 "ColorSpace."));
   }
-  if (!isResolutionValid(image->getResolution())) {
-    LUMO_FAIL(std::invalid_argument, getName() + ": putImage(): Resolution unsupported!");
-  }
-  if (!isInUse()) {
-    LUMO_LOG(5) << getName() << ": putImage(): No subscribers use the camera. Drop image.";
-    return;
-  }
-  // A frame that wraps no memory has nothing to convert; refuse it before the
-  // camera or the held image is touched.
-  if (image->getData() == nullptr) {
-    LUMO_FAIL(std::invalid_argument, getName() + ": putImage(): Image data unavailable.");
-  }
-
-  _open();
-
-  const lumo::Clock::time_point timeStamp = image->getTimeStamp() != lumo::Clock::time_point()
-                                                ? image->getTimeStamp()
-                                                : lumo::Clock::now();
+  lumo::Clock::time_point timeStamp;
+  if (!_admitPushedImage(*image, lumoLogCategory, timeStamp)) return;
   _heldImage->setResolution(_nativePreferences.getResolution());
   _heldImage->setColorSpace(_nativePreferences.getColorSpace());
   _heldImage->setTimeStamp(timeStamp);
@@ -185,9 +152,7 @@ void CameraSimulator2D::_createDefaultImage(const lumo::Clock::time_point& timeP
   _heldImage->setResolution(_nativePreferences.getResolution());
   _heldImage->setColorSpace(_nativePreferences.getColorSpace());
   _heldImage->setTimeStamp(timePoint);
-  unsigned char* data = _heldImage->getData();
-  const std::uint64_t bytes = _heldImage->getSize();
-  if (data != nullptr && bytes > 0) std::memset(data, 0, bytes);
+  zeroImage(*_heldImage);
 }
 
 void CameraSimulator2D::_convertAndResize(const std::shared_ptr<const ImageBuffer>& image) {
@@ -210,11 +175,8 @@ void CameraSimulator2D::_convertAndResize(const std::shared_ptr<const ImageBuffe
 void CameraSimulator2D::_overSampleYUV422toYUV422(const std::shared_ptr<const ImageBuffer>& image) {
   const Resolution native = _heldImage->getResolution();
   const Resolution input = image->getResolution();
-  const std::uint64_t factor = input.width == 0 ? 0 : native.width / input.width;
-  if (!isSupportedOverSamplingFactor(factor)) {
-    LUMO_FAIL(std::runtime_error,
-              getName() + ": over sampling factor unsupported. Please check resolution.");
-  }
+  const std::uint64_t factor =
+      _overSamplingFactor(native.width, input.width, lumoLogCategory, __func__);
   LUMO_LOG(5) << getName() << ": putImage: over sample input image to YUV_422";
 
   const unsigned char* source = image->getData();
@@ -258,11 +220,8 @@ void CameraSimulator2D::_convertNoScale(const std::shared_ptr<const ImageBuffer>
 void CameraSimulator2D::_convertAndOverSample(const std::shared_ptr<const ImageBuffer>& image) {
   const Resolution native = _heldImage->getResolution();
   const Resolution input = image->getResolution();
-  const std::uint64_t factor = input.width == 0 ? 0 : native.width / input.width;
-  if (!isSupportedOverSamplingFactor(factor)) {
-    LUMO_FAIL(std::runtime_error,
-              getName() + ": over sampling factor unsupported. Please check resolution.");
-  }
+  const std::uint64_t factor =
+      _overSamplingFactor(native.width, input.width, lumoLogCategory, __func__);
   LUMO_LOG(5) << getName() << ": putImage: over sample and convert input image to YUV_422";
 
   const RgbSource source(*image);

@@ -14,28 +14,6 @@ LUMO_LOG_CATEGORY("vision.videodevice.camerasimulator3d")
 
 namespace videoDevice {
 
-namespace {
-
-// Copies a held image into a raw pool buffer: stamp, size, colour space, then
-// as many pixel bytes as both blocks can hold.
-void copyHeldImage(const ImageBuffer& held, ImageBuffer& raw) {
-  raw.setTimeStamp(held.getTimeStamp());
-  raw.setResolution(held.getResolution());
-  raw.setColorSpace(held.getColorSpace());
-  unsigned char* target = raw.getData();
-  const unsigned char* source = held.getData();
-  const std::uint64_t bytes = std::min(held.getSize(), raw.getSize());
-  if (target != nullptr && source != nullptr && bytes > 0) std::memcpy(target, source, bytes);
-}
-
-void zeroImage(ImageBuffer& image) {
-  unsigned char* data = image.getData();
-  const std::uint64_t bytes = image.getSize();
-  if (data != nullptr && bytes > 0) std::memset(data, 0, bytes);
-}
-
-}  // namespace
-
 CameraSimulator3D::CameraSimulator3D(std::weak_ptr<VideoDevice> videoDevice, std::string model,
                                      std::string name)
     : CameraSimulator(std::move(videoDevice), std::move(model), std::move(name)),
@@ -47,15 +25,7 @@ CameraSimulator3D::CameraSimulator3D(std::weak_ptr<VideoDevice> videoDevice, std
       _heldInfraredImage(std::make_shared<ImageBuffer>(getName(), Resolution(0, 0),
                                                        ColorSpace::INFRARED_16, true)) {}
 
-CameraSimulator3D::~CameraSimulator3D() {
-  // Nothing may escape a destructor; closing a simulator does not fail in
-  // practice, but a hook of a derived camera could.
-  try {
-    close();
-  } catch (const std::exception& error) {
-    LUMO_LOG(2) << getName() << ": Error while closing: " << error.what();
-  }
-}
+CameraSimulator3D::~CameraSimulator3D() { _closeQuietly(lumoLogCategory); }
 
 bool CameraSimulator3D::isColorSpaceValid(const ColorSpace& colorSpace) const {
   return Camera3D::isColorSpaceValid(colorSpace) || isExtraColorSpace(colorSpace);
@@ -73,7 +43,7 @@ void CameraSimulator3D::_getDeviceRawImage(const lumo::Clock::time_point& timePo
     LUMO_LOG(4) << getName() << ": generate default image.";
     _createDefaultDepthImage(timePoint);
   }
-  copyHeldImage(*_heldDepthImage, *raw);
+  copyImage(*_heldDepthImage, *raw);
 }
 
 void CameraSimulator3D::_getDeviceExtraRawImage(const lumo::Clock::time_point& timePoint,
@@ -88,7 +58,7 @@ void CameraSimulator3D::_getDeviceExtraRawImage(const lumo::Clock::time_point& t
       LUMO_LOG(4) << getName() << ": generate default image.";
       _createDefaultInfraredImage(timePoint);
     }
-    copyHeldImage(*_heldInfraredImage, *raw);
+    copyImage(*_heldInfraredImage, *raw);
     return;
   }
   if (_heldRawDepthImage->getSize() == 0) {
@@ -97,7 +67,7 @@ void CameraSimulator3D::_getDeviceExtraRawImage(const lumo::Clock::time_point& t
     LUMO_LOG(4) << getName() << ": generate default image.";
     _createDefaultDepthImage(timePoint);
   }
-  copyHeldImage(*_heldRawDepthImage, *raw);
+  copyImage(*_heldRawDepthImage, *raw);
 }
 
 void CameraSimulator3D::_convertImage(const CameraPreferences& preferences,
@@ -114,24 +84,8 @@ void CameraSimulator3D::_putImage(const std::shared_ptr<const ImageBuffer>& imag
               lumo::log::concat(getName(), ": putImage(): Colorspace \"", colorSpace,
                                 "\" not supported. Please use Depth or Infrared ColorSpace."));
   }
-  if (!isResolutionValid(image->getResolution())) {
-    LUMO_FAIL(std::invalid_argument, getName() + ": putImage(): Resolution unsupported!");
-  }
-  if (!isInUse()) {
-    LUMO_LOG(5) << getName() << ": putImage(): No subscribers use the camera. Drop image.";
-    return;
-  }
-  // A frame that wraps no memory has nothing to copy; refuse it before the
-  // camera or the held images are touched.
-  if (image->getData() == nullptr) {
-    LUMO_FAIL(std::invalid_argument, getName() + ": putImage(): Image data unavailable.");
-  }
-
-  _open();
-
-  const lumo::Clock::time_point timeStamp = image->getTimeStamp() != lumo::Clock::time_point()
-                                                ? image->getTimeStamp()
-                                                : lumo::Clock::now();
+  lumo::Clock::time_point timeStamp;
+  if (!_admitPushedImage(*image, lumoLogCategory, timeStamp)) return;
   const Resolution native = _nativePreferences.getResolution();
   if (colorSpace == ColorSpace::INFRARED_16) {
     _heldInfraredImage->setResolution(native);
@@ -234,12 +188,8 @@ void CameraSimulator3D::_overSampleDepth16toDepth16(const std::shared_ptr<const 
                                                     const std::shared_ptr<ImageBuffer>& target) {
   const Resolution source = image->getResolution();
   const Resolution size = target->getResolution();
-  const std::uint64_t factor =
-      (source.width == 0 || source.height == 0) ? 0 : size.width / source.width;
-  if (factor != 2 && factor != 4 && factor != 8) {
-    LUMO_FAIL(std::runtime_error,
-              getName() + ": over sampling factor unsupported. Please check resolution.");
-  }
+  const std::uint64_t factor = _overSamplingFactor(
+      size.width, source.height == 0 ? 0 : source.width, lumoLogCategory, __func__);
   LUMO_LOG(5) << getName() << ": putImage: over sample input image to DEPTH_16";
 
   // The vertical factor is taken to be the horizontal one; a source whose

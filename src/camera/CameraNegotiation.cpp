@@ -162,23 +162,34 @@ bool isAttached(std::mutex& mutex, const std::set<std::shared_ptr<CameraPreferen
 
 }  // namespace
 
+void CameraBase::_changeAttachedPreferences(
+    const std::shared_ptr<CameraPreferences>& preferences, bool shrinkPools,
+    const std::function<void(CameraPreferences&)>& change, const char* operation) {
+  if (!isAttached(_preferencesMutex, _preferences, preferences))
+    LUMO_FAIL_AS(operation, std::runtime_error,
+                 lumo::log::concat(_name, " doesn't own this preference."));
+  if (shrinkPools) {
+    _decreaseRawBufferNumber();
+    _decreaseBufferNumber(*preferences);
+  }
+  std::lock_guard<std::mutex> lock(_cameraMutex);
+  {
+    // The native-mode search reads attached requests under this mutex.
+    std::lock_guard<std::mutex> preferencesLock(_preferencesMutex);
+    change(*preferences);
+  }
+  _update();
+}
+
 void CameraBase::updateResolutionPreferences(const std::shared_ptr<CameraPreferences>& preferences,
                                              Resolution resolution) {
   if (!isResolutionValid(resolution))
     LUMO_FAIL(std::out_of_range,
               lumo::log::concat(_name, " can't support requested resolution (", resolution.width,
                                 "x", resolution.height, ")."));
-  if (!isAttached(_preferencesMutex, _preferences, preferences))
-    LUMO_FAIL(std::runtime_error, lumo::log::concat(_name, " doesn't own this preference."));
-  _decreaseRawBufferNumber();
-  _decreaseBufferNumber(*preferences);
-  std::lock_guard<std::mutex> lock(_cameraMutex);
-  {
-    // The native-mode search reads attached requests under this mutex.
-    std::lock_guard<std::mutex> preferencesLock(_preferencesMutex);
-    preferences->setResolution(resolution);
-  }
-  _update();
+  _changeAttachedPreferences(preferences, true, [&](CameraPreferences& request) {
+    request.setResolution(resolution);
+  }, __func__);
 }
 
 void CameraBase::updateColorSpacePreferences(const std::shared_ptr<CameraPreferences>& preferences,
@@ -186,16 +197,9 @@ void CameraBase::updateColorSpacePreferences(const std::shared_ptr<CameraPrefere
   if (!isColorSpaceValid(colorSpace))
     LUMO_FAIL(std::out_of_range,
               lumo::log::concat(_name, " can't support requested colorspace (", colorSpace, ")."));
-  if (!isAttached(_preferencesMutex, _preferences, preferences))
-    LUMO_FAIL(std::runtime_error, lumo::log::concat(_name, " doesn't own this preference."));
-  _decreaseRawBufferNumber();
-  _decreaseBufferNumber(*preferences);
-  std::lock_guard<std::mutex> lock(_cameraMutex);
-  {
-    std::lock_guard<std::mutex> preferencesLock(_preferencesMutex);
-    preferences->setColorSpace(colorSpace);
-  }
-  _update();
+  _changeAttachedPreferences(preferences, true, [&](CameraPreferences& request) {
+    request.setColorSpace(colorSpace);
+  }, __func__);
 }
 
 // The pools keep their buffers: they stay valid for any rate.
@@ -204,14 +208,9 @@ void CameraBase::updateFrameRatePreferences(const std::shared_ptr<CameraPreferen
   if (!isFrameRateValid(frameRate))
     LUMO_FAIL(std::out_of_range,
               lumo::log::concat(_name, " can't support requested frame rate (", frameRate, ")."));
-  if (!isAttached(_preferencesMutex, _preferences, preferences))
-    LUMO_FAIL(std::runtime_error, lumo::log::concat(_name, " doesn't own this preference."));
-  std::lock_guard<std::mutex> lock(_cameraMutex);
-  {
-    std::lock_guard<std::mutex> preferencesLock(_preferencesMutex);
-    preferences->setRefreshRate(frameRate);
-  }
-  _update();
+  _changeAttachedPreferences(preferences, false, [&](CameraPreferences& request) {
+    request.setRefreshRate(frameRate);
+  }, __func__);
 }
 
 // --- choice of the native mode (camera mutex held; takes the preferences mutex) ---

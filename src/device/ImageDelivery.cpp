@@ -21,6 +21,22 @@ void recordBuffer(Subscriber& subscriber, const std::shared_ptr<const ImageBuffe
   if (buffer) subscriber.setImageBuffer(buffer->getCameraName(), buffer);
 }
 
+// One fetch per active camera, in list order, with the preferences stored
+// under the list entry itself. Each buffer is recorded as soon as it arrives,
+// so that a camera failing later in the list leaves the earlier ones
+// releasable.
+template <typename Lookup, typename Fetch>
+std::vector<std::shared_ptr<const ImageBuffer>> fetchFromEachCamera(Subscriber& subscriber,
+                                                                    Lookup lookup, Fetch fetch) {
+  std::vector<std::shared_ptr<const ImageBuffer>> buffers;
+  for (const std::string& cameraName : subscriber.getActiveCameraList()) {
+    const std::shared_ptr<Camera> camera = lookup(cameraName);
+    buffers.push_back(fetch(*camera, *subscriber.getCameraPreferences(cameraName)));
+    recordBuffer(subscriber, buffers.back());
+  }
+  return buffers;
+}
+
 }  // namespace
 
 // --- public entry points --------------------------------------------------------
@@ -113,33 +129,23 @@ std::shared_ptr<const ImageBuffer> VideoDevicePrivate::_getDirectRawImage(
 std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getImages(
     const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
   _checkSubscriberIsNotProcessing(subscriber);
-  std::vector<std::shared_ptr<const ImageBuffer>> buffers;
-  // Each buffer is recorded as soon as it arrives, so that a camera failing
-  // later in the list leaves the earlier ones releasable.
-  for (const std::string& cameraName : subscriber->getActiveCameraList()) {
-    const std::shared_ptr<Camera> camera = _getCamera(cameraName);
-    const std::shared_ptr<CameraPreferences> preferences =
-        subscriber->getCameraPreferences(cameraName);
-    buffers.push_back(camera->getImageBuffer(timePoint, *preferences));
-    recordBuffer(*subscriber, buffers.back());
-  }
-  return buffers;
+  const auto lookup = [this](const std::string& cameraName) { return _getCamera(cameraName); };
+  return fetchFromEachCamera(*subscriber, lookup,
+                             [&](Camera& camera, const CameraPreferences& preferences) {
+                               return camera.getImageBuffer(timePoint, preferences);
+                             });
 }
 
 std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getDirectRawImages(
     const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
   _checkSubscriberIsNotProcessing(subscriber);
-  std::vector<std::shared_ptr<const ImageBuffer>> buffers;
   // Always the main raw stream: unlike the single-camera fetch, no camera is
   // asked whether the colour space belongs to its extra stream.
-  for (const std::string& cameraName : subscriber->getActiveCameraList()) {
-    const std::shared_ptr<Camera> camera = _getCamera(cameraName);
-    const std::shared_ptr<CameraPreferences> preferences =
-        subscriber->getCameraPreferences(cameraName);
-    buffers.push_back(camera->getDirectRawImageBuffer(timePoint, *preferences));
-    recordBuffer(*subscriber, buffers.back());
-  }
-  return buffers;
+  const auto lookup = [this](const std::string& cameraName) { return _getCamera(cameraName); };
+  return fetchFromEachCamera(*subscriber, lookup,
+                             [&](Camera& camera, const CameraPreferences& preferences) {
+                               return camera.getDirectRawImageBuffer(timePoint, preferences);
+                             });
 }
 
 // --- releasing ----------------------------------------------------------------------

@@ -110,16 +110,23 @@ struct Voidify {
   const ::lumo::log::Category lumoLogCategory{name}; \
   }
 
+// Log in a given category under an explicit operation name (for helpers that
+// log on behalf of another unit).
+#define LUMO_LOG_TO(category, level, function)                     \
+  !::lumo::log::isEnabled((level), (category).name())              \
+      ? (void)0                                                    \
+      : ::lumo::log::detail::Voidify() &                           \
+            ::lumo::log::LogStream((level), (category).name(), __FILE__, (function), __LINE__)
+
 // Log in this file's category under an explicit operation name.
-#define LUMO_LOG_AS(level, function)                                  \
-  !::lumo::log::isEnabled((level), lumoLogCategory.name())            \
-      ? (void)0                                                       \
-      : ::lumo::log::detail::Voidify() &                              \
-            ::lumo::log::LogStream((level), lumoLogCategory.name(), __FILE__, (function), __LINE__)
+#define LUMO_LOG_AS(level, function) LUMO_LOG_TO(lumoLogCategory, level, function)
 
 #define LUMO_LOG(level) LUMO_LOG_AS(level, __func__)
 
+#define LUMO_FAIL_TO(category, function, Exception, message) \
+  ::lumo::log::fail<Exception>((category), (message), __FILE__, (function), __LINE__)
+
 #define LUMO_FAIL_AS(function, Exception, message) \
-  ::lumo::log::fail<Exception>(lumoLogCategory, (message), __FILE__, (function), __LINE__)
+  LUMO_FAIL_TO(lumoLogCategory, function, Exception, message)
 
 #define LUMO_FAIL(Exception, message) LUMO_FAIL_AS(__func__, Exception, message)
