@@ -2,26 +2,35 @@
 // Small helpers shared by the camera core tests.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <lumo/Clock.h>
 
 #include "support/LogCapture.h"
+#include "support/ScriptedCamera.h"
 
 namespace videoDevice {
 namespace test {
 
 inline const std::string kCameraCategory = "vision.videodevice.camera";
+using Request = std::shared_ptr<CameraPreferences>;
 
-// A request time point `ms` milliseconds (plus `ns` nanoseconds) after an
-// arbitrary origin far enough from 0 that earlier stamps stay positive.
-inline lumo::Clock::time_point at(std::int64_t ms, std::int64_t ns = 0) {
-  return lumo::Clock::time_point(lumo::Clock::duration(10'000'000'000LL + ms * 1'000'000 + ns));
+// A request time point `ms` milliseconds after an origin far enough from 0
+// that earlier stamps stay positive.
+inline lumo::Clock::time_point at(std::int64_t ms) {
+  return lumo::Clock::time_point(lumo::Clock::duration((10'000'000 + ms) * 1'000'000));
 }
 
-// The text of the exception of type Exception thrown by `action`, or a marker
-// that makes the comparison fail.
+inline Request attach(CameraBase& camera, Resolution resolution, ColorSpace colorSpace,
+                      unsigned short rate) {
+  auto request = std::make_shared<CameraPreferences>(resolution, colorSpace, rate);
+  camera.addPreferences(request);
+  return request;
+}
+
+// The text of the Exception thrown by `action`, or a marker that fails the comparison.
 template <typename Exception, typename Action>
 std::string thrownMessage(Action&& action) {
   try {

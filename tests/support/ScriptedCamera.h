@@ -1,29 +1,22 @@
 #pragma once
-// A CameraBase with a scripted device, for tests of the camera core and of
-// code built on it.
+// A CameraBase with a scripted device, for tests of the camera core.
 //
-// Frames: grab n (n = 1, 2, ...) fills the raw buffer with the native mode and
-// bytes rawByte(n, i) = (n + i) mod 256, stamped with the request time point
-// unless a fixed stamp is set. Conversion copies the raw bytes, cycling over
-// them, each XOR kConversionMask, into the subscriber's resolution and colour
-// space, and carries over the raw time stamp. So, for frames whose byte size
-// is a multiple of 256, converted byte i = ((n + i) mod 256) XOR mask, a
-// pattern tests can check independently of this class.
-//
-// Every hook call is counted by hook name ("_openDevice", "_getDeviceRawImage",
-// "_convertImage", ...). Grabs can be made to fail. One extra colour space may
-// be declared to exercise the second raw stream; without it the extra-stream
-// hook keeps the base refusal. Protected state of CameraBase is reachable for
-// tests through the using-declarations below. Thread-safe as CameraBase is;
-// the counters have their own lock.
+// Grab n (n = 1, 2, ...) fills the raw buffer, set to the native mode, with
+// bytes (n + i) mod 256, stamped with the request time point. Conversion
+// copies the raw bytes, cycling, each XOR kConversionMask, into the
+// subscriber's resolution and colour space and keeps the stamp: for frame
+// sizes that are multiples of 256, converted byte i = ((n + i) mod 256) ^ mask.
+// Device hook calls are counted by hook name ("_openDevice", ...).
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <videodevice/CameraBase.h>
@@ -36,90 +29,119 @@ class ScriptedCamera : public CameraBase {
  public:
   static constexpr unsigned char kConversionMask = 0xA5;
 
-  // The supported sets are set; init() is not called (see make()).
+  // The supported sets are set; init() is not called (make() calls it).
   ScriptedCamera(std::string name, std::set<Resolution> resolutions,
-                 std::set<ColorSpace> colorSpaces, std::set<unsigned short> frameRates);
-
-  // A camera ready for use, as a builder would hand it over: init() done.
+                 std::set<ColorSpace> colorSpaces, std::set<unsigned short> frameRates)
+      : CameraBase(std::weak_ptr<VideoDevice>(), "Scripted", std::move(name), true) {
+    setNativelySupportedResolutions(std::move(resolutions));
+    setNativelySupportedColorSpaces(std::move(colorSpaces));
+    setNativelySupportedFrameRates(std::move(frameRates));
+  }
   static std::shared_ptr<ScriptedCamera> make(std::string name, std::set<Resolution> resolutions,
                                               std::set<ColorSpace> colorSpaces,
-                                              std::set<unsigned short> frameRates);
-
-  // --- script --------------------------------------------------------------------
-  // Stamp every following frame with `stamp` instead of the request time.
-  void stampFramesWith(lumo::Clock::time_point stamp);
-  void stampFramesAtRequestTime();
-  // While true, every grab throws std::runtime_error.
-  void setGrabsFail(bool fail);
-  // Declares a colour space served by the extra raw stream.
-  void setExtraColorSpace(ColorSpace colorSpace);
-
-  // --- observation ---------------------------------------------------------------
-  int calls(const std::string& hook) const;
-  // Number of successful grabs so far (the n of the last frame).
-  std::uint32_t framesGrabbed() const;
-  // Resolution and colour space of each raw buffer as handed to the grab
-  // hook, before it was filled.
-  std::vector<std::pair<Resolution, ColorSpace>> rawBuffersSeenByGrabs() const;
-  std::size_t rawPoolSize() const;
-  std::size_t convertedPoolSize() const;
-  // useCount of every buffer of both pools.
-  std::vector<std::int32_t> useCounts() const;
-
-  static unsigned char rawByte(std::uint32_t frame, std::uint64_t index) {
-    return static_cast<unsigned char>((frame + index) & 0xFF);
+                                              std::set<unsigned short> frameRates) {
+    auto camera = std::make_shared<ScriptedCamera>(std::move(name), std::move(resolutions),
+                                                   std::move(colorSpaces), std::move(frameRates));
+    camera->init();
+    return camera;
   }
 
-  bool isColorSpaceValid(const ColorSpace& colorSpace) const override;
-  bool isExtraColorSpace(const ColorSpace& colorSpace) const override;
+  // While true, every grab throws std::runtime_error.
+  std::atomic<bool> grabsFail{false};
 
-  using CameraBase::_buffers;
-  using CameraBase::_buffersMutex;
+  int calls(const std::string& hook) const {
+    std::lock_guard<std::mutex> lock(_scriptMutex);
+    return _calls.count(hook) ? _calls.at(hook) : 0;
+  }
+  // Resolution of each raw buffer as handed to the grab hook, before filling.
+  std::vector<Resolution> rawBuffersSeenByGrabs() const {
+    std::lock_guard<std::mutex> lock(_scriptMutex);
+    return _rawSeen;
+  }
+  std::size_t rawPoolSize() const {
+    std::lock_guard<std::mutex> lock(_rawBuffersMutex);
+    return _rawBuffers.size();
+  }
+  std::size_t convertedPoolSize() const {
+    std::lock_guard<std::mutex> lock(_buffersMutex);
+    return _buffers.size();
+  }
+  // useCount of every buffer of both pools.
+  std::vector<std::int32_t> useCounts() const {
+    std::vector<std::int32_t> counts;
+    {
+      std::lock_guard<std::mutex> lock(_rawBuffersMutex);
+      for (const auto& buffer : _rawBuffers) counts.push_back(buffer->useCount.load());
+    }
+    std::lock_guard<std::mutex> lock(_buffersMutex);
+    for (const auto& buffer : _buffers) counts.push_back(buffer->useCount.load());
+    return counts;
+  }
+
+  bool isColorSpaceValid(const ColorSpace& colorSpace) const override {
+    return CameraBase::isColorSpaceValid(colorSpace);
+  }
   using CameraBase::_controls;
-  using CameraBase::_decreaseAllBufferNumber;
-  using CameraBase::_findMaxRefreshRateRequested;
-  using CameraBase::_findMaxResolutionRequested;
-  using CameraBase::_increaseBufferNumber;
-  using CameraBase::_increaseRawBufferNumber;
-  using CameraBase::_lockOldestBufferForEditing;
-  using CameraBase::_lockOldestRawBufferForEditing;
-  using CameraBase::_nativePreferences;
-  using CameraBase::_preferences;
-  using CameraBase::_rawBuffers;
-  using CameraBase::_rawBuffersMutex;
   using CameraBase::_rawGrabFailures;
 
  protected:
-  void _openDevice() override;
-  void _initDevice() override;
-  void _releaseDevice() override;
-  void _closeDevice() override;
-  void _startStreaming() override;
-  void _stopStreaming() override;
-  void _setDeviceResolution(Resolution resolution) override;
-  void _setDeviceColorSpace(ColorSpace colorSpace) override;
-  void _setDeviceFrameRate(unsigned short frameRate) override;
+  // Counted, then the base behaviour (state flags and messages).
+  void _openDevice() override { count(__func__), CameraBase::_openDevice(); }
+  void _initDevice() override { count(__func__), CameraBase::_initDevice(); }
+  void _releaseDevice() override { count(__func__), CameraBase::_releaseDevice(); }
+  void _closeDevice() override { count(__func__), CameraBase::_closeDevice(); }
+  void _startStreaming() override { count(__func__), CameraBase::_startStreaming(); }
+  void _stopStreaming() override { count(__func__), CameraBase::_stopStreaming(); }
+  void _setDeviceResolution(Resolution resolution) override {
+    count(__func__), CameraBase::_setDeviceResolution(resolution);
+  }
+
   void _getDeviceRawImage(const lumo::Clock::time_point& timePoint,
-                          const std::shared_ptr<ImageBuffer>& raw) override;
-  void _getDeviceExtraRawImage(const lumo::Clock::time_point& timePoint,
-                               const CameraPreferences& preferences,
-                               std::shared_ptr<ImageBuffer> raw) override;
+                          const std::shared_ptr<ImageBuffer>& raw) override {
+    count(__func__);
+    std::uint32_t frame = 0;
+    {
+      std::lock_guard<std::mutex> lock(_scriptMutex);
+      _rawSeen.push_back(raw->getResolution());
+      if (grabsFail) throw std::runtime_error(getName() + ": scripted grab failure");
+      frame = ++_frames;
+    }
+    raw->setResolution(getNativeResolution());
+    raw->setColorSpace(getNativeColorSpace());
+    unsigned char* data = raw->getData();
+    for (std::uint64_t i = 0; i < raw->getSize(); ++i)
+      data[i] = static_cast<unsigned char>((frame + i) & 0xFF);
+    raw->setTimeStamp(timePoint);
+  }
+
   void _convertImage(const CameraPreferences& preferences,
                      const std::shared_ptr<const ImageBuffer>& raw,
-                     const std::shared_ptr<ImageBuffer>& out) const override;
-  ColorSpace _getCorrespondentRawColorSpace(const ColorSpace& colorSpace) override;
+                     const std::shared_ptr<ImageBuffer>& out) const override {
+    count(__func__);
+    out->setResolution(preferences.getResolution());
+    out->setColorSpace(preferences.getColorSpace());
+    const unsigned char* source = raw->getData();
+    const std::uint64_t sourceSize = raw->getSize();
+    unsigned char* target = out->getData();
+    for (std::uint64_t i = 0; i < out->getSize() && sourceSize != 0; ++i)
+      target[i] = static_cast<unsigned char>(source[i % sourceSize] ^ kConversionMask);
+    out->setTimeStamp(raw->getTimeStamp());
+  }
+
+  ColorSpace _getCorrespondentRawColorSpace(const ColorSpace&) override {
+    return *_supportedColorSpaces.begin();
+  }
 
  private:
-  void count(const std::string& hook) const;
-  void fill(const lumo::Clock::time_point& timePoint, ImageBuffer& raw);
+  void count(const std::string& hook) const {
+    std::lock_guard<std::mutex> lock(_scriptMutex);
+    ++_calls[hook];
+  }
 
   mutable std::mutex _scriptMutex;
   mutable std::map<std::string, int> _calls;
-  std::optional<lumo::Clock::time_point> _fixedStamp;
-  bool _grabsFail = false;
-  std::optional<ColorSpace> _extraColorSpace;
   std::uint32_t _frames = 0;
-  std::vector<std::pair<Resolution, ColorSpace>> _rawSeen;
+  std::vector<Resolution> _rawSeen;
 };
 
 }  // namespace test
