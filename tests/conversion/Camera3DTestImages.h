@@ -1,5 +1,5 @@
 #pragma once
-// Small builders and readers for 16-bit depth images, shared by the depth
+// Builders and readers for 16-bit depth images, shared by the depth
 // conversion and depth simulator tests.
 
 #include <cstdint>
@@ -22,11 +22,10 @@ inline std::shared_ptr<ImageBuffer> makeImage(
     FieldOfView fieldOfView = FieldOfView{0.0f, 0.0f}, const std::string& cameraName = "depth",
     lumo::Clock::time_point stamp = lumo::Clock::time_point(lumo::Clock::duration(123000000))) {
   auto image = std::make_shared<ImageBuffer>(cameraName, size, colorSpace, true);
-  unsigned char* data = image->getData();
   for (std::uint64_t y = 0; y < size.height; ++y)
     for (std::uint64_t x = 0; x < size.width; ++x) {
       const std::uint16_t d = depthAt(x, y);
-      std::memcpy(data + (y * size.width + x) * 2, &d, 2);
+      std::memcpy(image->getData() + (y * size.width + x) * 2, &d, 2);
     }
   image->setTimeStamp(stamp);
   image->setFielOfView(fieldOfView);
@@ -41,12 +40,12 @@ inline std::shared_ptr<ImageBuffer> makeFilled(Resolution size, ColorSpace color
   return image;
 }
 
+// The index-th 16-bit or 32-bit float value of the block.
 inline std::uint16_t read16(const ImageBuffer& image, std::uint64_t index) {
   std::uint16_t value;
   std::memcpy(&value, image.getData() + index * 2, 2);
   return value;
 }
-
 inline float readFloat(const ImageBuffer& image, std::uint64_t index) {
   float value;
   std::memcpy(&value, image.getData() + index * 4, 4);
