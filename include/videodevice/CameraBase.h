@@ -223,6 +223,12 @@ class CameraBase : public Camera {
   std::shared_ptr<const ImageBuffer> _getDirectRawImageBuffer(
       const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences);
   void _releaseImageBuffer(const std::shared_ptr<const ImageBuffer>& buffer);
+  // The grab both raw streams share: counts the attempt on `failures`,
+  // restarts the device on the fifth failed attempt in a row (logged under
+  // `operation`), starts it, and fills a free raw buffer with `fill`.
+  std::shared_ptr<const ImageBuffer> _grabRawBuffer(
+      const CameraPreferences& preferences, std::int32_t& failures, const char* operation,
+      const std::function<void(const std::shared_ptr<ImageBuffer>&)>& fill);
 
   // --- members, in declaration order -----------------------------------------
   std::weak_ptr<VideoDevice> _videoDevice;

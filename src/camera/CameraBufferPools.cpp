@@ -281,6 +281,29 @@ std::shared_ptr<const ImageBuffer> CameraBase::_getConvertedRawBuffer(
   return out;  // still held: the caller releases it
 }
 
+std::shared_ptr<const ImageBuffer> CameraBase::_grabRawBuffer(
+    const CameraPreferences& preferences, std::int32_t& failures, const char* operation,
+    const std::function<void(const std::shared_ptr<ImageBuffer>&)>& fill) {
+  // A device that keeps failing is restarted; this request still grabs after.
+  const std::int32_t previousFailures = failures;
+  failures = previousFailures + 1;
+  if (previousFailures >= 4) {
+    failures = 0;
+    LUMO_LOG_AS(2, operation) << "Can't get image from " << _name << ". Restart the camera.";
+    _reset();
+  }
+  _start();
+  const auto raw = _lockOldestRawBufferForEditing(preferences);
+  try {
+    fill(raw);
+  } catch (const std::exception&) {
+    _releaseImageBuffer(raw);
+    throw;
+  }
+  failures = 0;
+  return raw;
+}
+
 std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawImageBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
   try {
@@ -288,24 +311,10 @@ std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawImageBuffer(
   } catch (const std::exception&) {
     LUMO_LOG(5) << _name << ": no valid raw buffer, get a new one from the device.";
   }
-  // A device that keeps failing is restarted; this request still grabs after.
-  const std::int32_t failures = _rawGrabFailures;
-  _rawGrabFailures = failures + 1;
-  if (failures >= 4) {
-    _rawGrabFailures = 0;
-    LUMO_LOG(2) << "Can't get image from " << _name << ". Restart the camera.";
-    _reset();
-  }
-  _start();
-  const auto raw = _lockOldestRawBufferForEditing(preferences);
-  try {
-    _getDeviceRawImage(timePoint, raw);
-  } catch (const std::exception&) {
-    _releaseImageBuffer(raw);
-    throw;
-  }
-  _rawGrabFailures = 0;
-  return raw;
+  return _grabRawBuffer(preferences, _rawGrabFailures, __func__,
+                        [&](const std::shared_ptr<ImageBuffer>& raw) {
+                          _getDeviceRawImage(timePoint, raw);
+                        });
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawExtraColorSpaceImageBuffer(
@@ -315,25 +324,12 @@ std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawExtraColorSpaceImage
   } catch (const std::exception&) {
     LUMO_LOG(5) << _name << ": no valid extra colorspace buffer, get a new one from the device.";
   }
-  const std::int32_t failures = _extraRawGrabFailures;
-  _extraRawGrabFailures = failures + 1;
-  if (failures >= 4) {
-    _extraRawGrabFailures = 0;
-    LUMO_LOG(2) << "Can't get image from " << _name << ". Restart the camera.";
-    _reset();
-  }
-  _start();
-  const auto raw = _lockOldestRawBufferForEditing(preferences);
-  try {
-    // Extra frames share the raw pool and are told apart by colour space.
-    raw->setColorSpace(preferences.getColorSpace());
-    _getDeviceExtraRawImage(timePoint, preferences, raw);
-  } catch (const std::exception&) {
-    _releaseImageBuffer(raw);
-    throw;
-  }
-  _extraRawGrabFailures = 0;
-  return raw;
+  return _grabRawBuffer(preferences, _extraRawGrabFailures, __func__,
+                        [&](const std::shared_ptr<ImageBuffer>& raw) {
+                          // Extra frames share the raw pool and are told apart by colour space.
+                          raw->setColorSpace(preferences.getColorSpace());
+                          _getDeviceExtraRawImage(timePoint, preferences, raw);
+                        });
 }
 
 void CameraBase::_releaseImageBuffer(const std::shared_ptr<const ImageBuffer>& buffer) {
