@@ -1,6 +1,6 @@
 #pragma once
-// Shared by the device tests: a failure checker and mock cameras that accept
-// every request and hand out buffers named after themselves.
+// Shared by the device tests: a failure checker, a device on mock cameras that
+// accept every request, and catalogue simulators.
 
 #include <exception>
 #include <memory>
@@ -9,13 +9,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <videodevice/CameraBuilder.h>
+#include <videodevice/CameraInfo.h>
 #include <videodevice/ImageBuffer.h>
+#include <videodevice/VideoDevice.h>
 
+#include "support/LogCapture.h"
 #include "support/MockCamera.h"
 
 namespace videoDevice {
 namespace test {
 
+const Resolution qvga(320, 240);
+const ColorSpace rgb = ColorSpace::RGB_888;
 const char* const deviceCategory = "vision.videodevice";
 const char* const streamKindMessage =
     "Only mono stream subscribers can call this method. Please verify you have subscribed to "
@@ -41,17 +47,15 @@ void expectFailure(F call, const std::string& message) {
 
 using NiceCamera = ::testing::NiceMock<MockCamera>;
 
-// A camera that accepts every request, answers fetches with a fresh buffer
-// made to the request and carrying its own name, and offers 160x120 YUV_422
-// at 5 fps as its default preferences.
+// Accepts every request and answers fetches with a fresh buffer made to the
+// request, carrying its own name. Defaults: 160x120 YUV_422 at 5 fps.
 inline std::shared_ptr<NiceCamera> acceptingCamera(const std::string& name) {
   using ::testing::_;
   auto camera = std::make_shared<NiceCamera>(name);
   ON_CALL(*camera, isValidRequest(_)).WillByDefault(::testing::Return(true));
-  const auto makeBuffer = [name](const lumo::Clock::time_point&,
-                                 const CameraPreferences& preferences) {
-    return std::shared_ptr<const ImageBuffer>(std::make_shared<ImageBuffer>(
-        name, preferences.getResolution(), preferences.getColorSpace(), true));
+  const auto makeBuffer = [name](const lumo::Clock::time_point&, const CameraPreferences& p) {
+    return std::shared_ptr<const ImageBuffer>(
+        std::make_shared<ImageBuffer>(name, p.getResolution(), p.getColorSpace(), true));
   };
   ON_CALL(*camera, getImageBuffer(_, _)).WillByDefault(makeBuffer);
   ON_CALL(*camera, getDirectRawImageBuffer(_, _)).WillByDefault(makeBuffer);
@@ -60,6 +64,28 @@ inline std::shared_ptr<NiceCamera> acceptingCamera(const std::string& name) {
     return std::make_shared<CameraPreferences>(Resolution(160, 120), ColorSpace::YUV_422, 5);
   });
   return camera;
+}
+
+// A device with accepting cameras A (the default), B and C.
+struct MockedDevice : ::testing::Test {
+  MockedDevice() {
+    for (const auto& camera : {a, b, c}) device->addCamera(camera);
+  }
+  void verify() {
+    for (const auto& camera : {a, b, c}) ::testing::Mock::VerifyAndClearExpectations(camera.get());
+  }
+  std::shared_ptr<VideoDevice> device = std::make_shared<VideoDevice>();
+  std::shared_ptr<NiceCamera> a = acceptingCamera("A"), b = acceptingCamera("B"),
+                              c = acceptingCamera("C");
+};
+
+// Adds a catalogue simulator (e.g. CameraBuilder::setupSimulatorMT9M114) named `name`.
+inline void addSimulator(const std::shared_ptr<VideoDevice>& device, const std::string& name,
+                         void (*setup)(CameraInfo&)) {
+  CameraInfo info;
+  setup(info);
+  info.name = name;
+  CameraBuilder(device, info);
 }
 
 }  // namespace test

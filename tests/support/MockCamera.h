@@ -1,7 +1,6 @@
 #pragma once
-// A GoogleMock camera for tests of code that only talks to the Camera
-// interface. getName answers the name given at construction by default (an
-// ON_CALL, so a StrictMock still reports the call unless it is expected).
+// A GoogleMock Camera. getName answers the name given at construction through
+// an ON_CALL, so a StrictMock still reports the call unless it is expected.
 
 #include <memory>
 #include <set>
