@@ -23,6 +23,26 @@ std::string firstCamera(const Subscriber& subscriber) {
   return subscriber.getActiveCameraList().at(0);
 }
 
+// Hands one value to each active camera, in list order, for the preferences
+// stored under the camera's own name. `what` names the values in the message
+// refusing a list of the wrong length; `name` is the subscriber as the client
+// named it.
+template <typename Value, typename Lookup, typename Update>
+void updateEachActiveCamera(const Subscriber& subscriber, const std::string& name,
+                            const std::vector<Value>& values, const char* what,
+                            const char* operation, Lookup lookup, Update update) {
+  const std::vector<std::string> activeCameras = subscriber.getActiveCameraList();
+  if (values.size() != activeCameras.size())
+    LUMO_FAIL_AS(operation, std::invalid_argument,
+                 lumo::log::concat(operation, "(", name, "): ", "Could not set ", what, ".\n",
+                                   "Wrong size, parameters size: ", values.size(),
+                                   " expected size: ", activeCameras.size()));
+  for (std::size_t i = 0; i < activeCameras.size(); ++i) {
+    const std::shared_ptr<Camera> camera = lookup(activeCameras[i]);
+    update(*camera, subscriber.getCameraPreferences(camera->getName()), values[i]);
+  }
+}
+
 }  // namespace
 
 // --- mono stream ---------------------------------------------------------------
@@ -156,17 +176,12 @@ void VideoDevicePrivate::setResolutions(const std::string& name,
   const auto subscriber = _getSubscriber(name);
   _checkSubscriberIsMultistream(subscriber);
   _checkSubscriberIsNotProcessing(subscriber);
-  const std::vector<std::string> activeCameras = subscriber->getActiveCameraList();
-  if (resolutions.size() != activeCameras.size())
-    LUMO_FAIL(std::invalid_argument,
-              lumo::log::concat("setResolutions(", name, "): ", "Could not set resolutions.\n",
-                                "Wrong size, parameters size: ", resolutions.size(),
-                                " expected size: ", activeCameras.size()));
-  for (std::size_t i = 0; i < activeCameras.size(); ++i) {
-    const std::shared_ptr<Camera> camera = _getCamera(activeCameras[i]);
-    camera->updateResolutionPreferences(subscriber->getCameraPreferences(camera->getName()),
-                                        resolutions[i]);
-  }
+  const auto lookup = [this](const std::string& cameraName) { return _getCamera(cameraName); };
+  updateEachActiveCamera(*subscriber, name, resolutions, "resolutions", __func__, lookup,
+                         [](Camera& camera, const std::shared_ptr<CameraPreferences>& preferences,
+                            const Resolution& resolution) {
+                           camera.updateResolutionPreferences(preferences, resolution);
+                         });
 }
 
 std::vector<ColorSpace> VideoDevicePrivate::getColorSpaces(const std::string& name) const {
@@ -183,17 +198,12 @@ void VideoDevicePrivate::setColorSpaces(const std::string& name,
   const auto subscriber = _getSubscriber(name);
   _checkSubscriberIsMultistream(subscriber);
   _checkSubscriberIsNotProcessing(subscriber);
-  const std::vector<std::string> activeCameras = subscriber->getActiveCameraList();
-  if (colorSpaces.size() != activeCameras.size())
-    LUMO_FAIL(std::invalid_argument,
-              lumo::log::concat("setColorSpaces(", name, "): ", "Could not set colorspaces.\n",
-                                "Wrong size, parameters size: ", colorSpaces.size(),
-                                " expected size: ", activeCameras.size()));
-  for (std::size_t i = 0; i < activeCameras.size(); ++i) {
-    const std::shared_ptr<Camera> camera = _getCamera(activeCameras[i]);
-    camera->updateColorSpacePreferences(subscriber->getCameraPreferences(camera->getName()),
-                                        colorSpaces[i]);
-  }
+  const auto lookup = [this](const std::string& cameraName) { return _getCamera(cameraName); };
+  updateEachActiveCamera(*subscriber, name, colorSpaces, "colorspaces", __func__, lookup,
+                         [](Camera& camera, const std::shared_ptr<CameraPreferences>& preferences,
+                            const ColorSpace& colorSpace) {
+                           camera.updateColorSpacePreferences(preferences, colorSpace);
+                         });
 }
 
 }  // namespace videoDevice
