@@ -76,6 +76,23 @@ void unlock(std::mutex& mutex, const std::shared_ptr<ImageBuffer>& buffer) {
   --buffer->useCount;
 }
 
+// Keeps the newest candidate of a pool when it is fresh enough for the
+// request; otherwise gives its hold back and reports `missing` (a trace, not
+// an error: the caller grabs or converts anew).
+std::shared_ptr<const ImageBuffer> acceptIfFresh(const std::shared_ptr<ImageBuffer>& buffer,
+                                                 std::mutex& poolMutex,
+                                                 const lumo::Clock::time_point& timePoint,
+                                                 unsigned short refreshRate,
+                                                 const std::string& missing,
+                                                 const char* function) {
+  if (buffer) {
+    if (isFreshEnough(timePoint, *buffer, refreshRate)) return buffer;
+    unlock(poolMutex, buffer);
+  }
+  LUMO_LOG_AS(5, function) << missing;
+  throw std::runtime_error(missing);
+}
+
 }  // namespace
 
 // --- public image requests -------------------------------------------------------
@@ -223,26 +240,16 @@ std::shared_ptr<ImageBuffer> CameraBase::_lockTheNewestBufferForReading(
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidRawBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  const auto buffer = _lockTheNewestRawBufferForReading(timePoint, preferences);
-  if (buffer) {
-    if (isFreshEnough(timePoint, *buffer, preferences.getRefreshRate())) return buffer;
-    unlock(_rawBuffersMutex, buffer);
-  }
-  const std::string message = lumo::log::concat(_name, ": no valid raw buffer available.");
-  LUMO_LOG(5) << message;
-  throw std::runtime_error(message);
+  return acceptIfFresh(_lockTheNewestRawBufferForReading(timePoint, preferences), _rawBuffersMutex,
+                       timePoint, preferences.getRefreshRate(),
+                       _name + ": no valid raw buffer available.", __func__);
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  const auto buffer = _lockTheNewestBufferForReading(timePoint, preferences);
-  if (buffer) {
-    if (isFreshEnough(timePoint, *buffer, preferences.getRefreshRate())) return buffer;
-    unlock(_buffersMutex, buffer);
-  }
-  const std::string message = lumo::log::concat(_name, ": no raw buffer available.");
-  LUMO_LOG(5) << message;
-  throw std::runtime_error(message);
+  return acceptIfFresh(_lockTheNewestBufferForReading(timePoint, preferences), _buffersMutex,
+                       timePoint, preferences.getRefreshRate(),
+                       _name + ": no raw buffer available.", __func__);
 }
 
 // --- requests (camera mutex held) ---------------------------------------------------
