@@ -33,11 +33,23 @@ bool tryLockForEditing(const std::shared_ptr<ImageBuffer>& buffer) {
   return buffer->useCount.compare_exchange_strong(expected, 1);
 }
 
-// Age of a buffer for a request at timePoint, in whole milliseconds
-// (truncated toward zero; negative for buffers stamped after the request).
+// Age of a buffer for a request at timePoint, in nanoseconds; negative for a
+// buffer stamped after the request. A request time or a time stamp at an end
+// of the clock's range would overflow the subtraction: the age saturates
+// instead, which keeps the comparisons below meaningful.
+std::int64_t ageInNanoseconds(const lumo::Clock::time_point& timePoint,
+                              const ImageBuffer& buffer) {
+  std::int64_t age = 0;
+  if (__builtin_sub_overflow(timePoint.time_since_epoch().count(),
+                             buffer.getTimeStamp().time_since_epoch().count(), &age))
+    return timePoint > buffer.getTimeStamp() ? INT64_MAX : INT64_MIN;
+  return age;
+}
+
+// The same age in whole milliseconds, truncated toward zero.
 std::int64_t ageInMilliseconds(const lumo::Clock::time_point& timePoint,
                                const ImageBuffer& buffer) {
-  return (timePoint - buffer.getTimeStamp()).count() / 1000000;
+  return ageInNanoseconds(timePoint, buffer) / 1000000;
 }
 
 // The newest of the candidates that `accepts`; among equal ages the first in
@@ -67,7 +79,7 @@ bool isFreshEnough(const lumo::Clock::time_point& timePoint, const ImageBuffer& 
   // A rate of 0 has no frame period: no buffer can serve it.
   if (refreshRate == 0) return false;
   const std::int64_t periodNs = std::int64_t{1000 / refreshRate} * 1000000;
-  return periodNs >= (timePoint - buffer.getTimeStamp()).count();
+  return periodNs >= ageInNanoseconds(timePoint, buffer);
 }
 
 // Gives back one hold on a buffer of the pool.
@@ -115,8 +127,11 @@ std::shared_ptr<const ImageBuffer> CameraBase::getDirectRawExtraColorSpaceImageB
 
 std::shared_ptr<const ImageBuffer> CameraBase::getImageBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
+  // One snapshot of the request: its subscriber may change it meanwhile, and
+  // the search, the buffer taken for writing and the conversion must agree.
+  const CameraPreferences request(preferences);
   std::lock_guard<std::mutex> lock(_cameraMutex);
-  return _getImageBuffer(timePoint, preferences);
+  return _getImageBuffer(timePoint, request);
 }
 
 // No camera lock: a subscriber may give a buffer back while another converts.
@@ -344,21 +359,18 @@ void CameraBase::_releaseImageBuffer(const std::shared_ptr<const ImageBuffer>& b
     LUMO_LOG(3) << _name << ": try to release empty buffer.";
     return;
   }
+  // A buffer that nobody holds is not given back again: a count below zero
+  // would never be free again, and a count stolen from another holder would
+  // let a writer rewrite the buffer while that holder reads it. Such a
+  // release is refused like a foreign buffer.
   const auto key = std::const_pointer_cast<ImageBuffer>(buffer);
-  {
-    std::lock_guard<std::mutex> lock(_buffersMutex);
-    if (_buffers.count(key) != 0) {
-      --key->useCount;
-      return;
-    }
-  }
-  {
-    std::lock_guard<std::mutex> lock(_rawBuffersMutex);
-    if (_rawBuffers.count(key) != 0) {
-      --key->useCount;
-      return;
-    }
-  }
+  const auto giveBack = [&key](std::mutex& mutex, const Pool& pool) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (pool.count(key) == 0 || key->useCount.load() <= 0) return false;
+    --key->useCount;
+    return true;
+  };
+  if (giveBack(_buffersMutex, _buffers) || giveBack(_rawBuffersMutex, _rawBuffers)) return;
   const std::string message =
       lumo::log::concat(_name, ": buffer is not owned by camera anymore.", " Buffer count:",
                         buffer->useCount.load());

@@ -151,11 +151,15 @@ std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getDirectRa
 // --- releasing ----------------------------------------------------------------------
 
 // One path for raw and converted buffers alike: each camera knows which pool a
-// buffer came from. If a release fails, the map is kept so that the release
-// can be retried.
+// buffer came from. If a release fails, what is still held stays in the map so
+// that the release can be retried; what a camera already took back is
+// forgotten at once, so that a retry never gives it back twice (that would
+// take the hold of another subscriber of the same buffer).
 void VideoDevicePrivate::_releaseImage(const std::shared_ptr<Subscriber>& subscriber) {
-  for (const auto& entry : subscriber->getImageBufferMap())
+  for (const auto& entry : subscriber->getImageBufferMap()) {
     _getCamera(entry.first)->releaseImageBuffer(entry.second);
+    subscriber->eraseImageBuffer(entry.first, entry.second);
+  }
   subscriber->clearImageBufferMap();
 }
 

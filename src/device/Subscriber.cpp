@@ -93,7 +93,20 @@ void Subscriber::setImageBuffer(const std::string& cameraName,
     return;
   }
   std::lock_guard<std::mutex> lock(_mutex);
-  _imageBuffers[cameraName] = std::move(buffer);
+  _imageBuffers.emplace(cameraName, std::move(buffer));
+  _heldImages = _imageBuffers.size();
+}
+
+void Subscriber::eraseImageBuffer(const std::string& cameraName,
+                                  const std::shared_ptr<const ImageBuffer>& buffer) {
+  std::lock_guard<std::mutex> lock(_mutex);
+  const auto range = _imageBuffers.equal_range(cameraName);
+  for (auto it = range.first; it != range.second; ++it) {
+    if (it->second == buffer) {
+      _imageBuffers.erase(it);
+      break;
+    }
+  }
   _heldImages = _imageBuffers.size();
 }
 

@@ -5,6 +5,10 @@
 // Thread-safe: _mutex guards the active-camera list and both maps. The
 // multi-stream flag and the frame rate are read without it; a subscriber is
 // meant to be driven by one client thread at a time.
+//
+// The image map may hold several buffers under one camera name: a
+// multi-stream subscriber that lists a camera both as "Default" and under its
+// own name gets one buffer for each entry, and each must be given back.
 
 #include <atomic>
 #include <map>
@@ -21,7 +25,7 @@ namespace videoDevice {
 class Subscriber {
  public:
   using PreferencesMap = std::map<std::string, std::shared_ptr<CameraPreferences>>;
-  using ImageBufferMap = std::map<std::string, std::shared_ptr<const ImageBuffer>>;
+  using ImageBufferMap = std::multimap<std::string, std::shared_ptr<const ImageBuffer>>;
 
   explicit Subscriber(const std::string& name);
 
@@ -47,10 +51,14 @@ class Subscriber {
 
   ImageBufferMap getImageBufferMap() const;
   void clearImageBufferMap();
-  // Throws std::runtime_error when no image is held under that key.
+  // The first image held under that key; throws std::runtime_error when none.
   std::shared_ptr<const ImageBuffer> getImageBuffer(const std::string& cameraName) const;
-  // A null pointer is refused with a warning.
+  // Records one more held image; a null pointer is refused with a warning.
   void setImageBuffer(const std::string& cameraName, std::shared_ptr<const ImageBuffer> buffer);
+  // Forgets one record of `buffer` under that key, once its camera took it
+  // back, so that a release retried after a failure gives back only the rest.
+  void eraseImageBuffer(const std::string& cameraName,
+                        const std::shared_ptr<const ImageBuffer>& buffer);
 
  private:
   const std::string _name;

@@ -93,6 +93,37 @@ TEST(CameraBufferPools, ReleasingChecksOwnership) {
   EXPECT_EQ(thrownMessage<std::runtime_error>([&] { camera->releaseImageBuffer(foreign); }), text);
   EXPECT_TRUE(capture.contains(1, kCameraCategory, "_releaseImageBuffer", text));
   EXPECT_EQ(foreign->useCount.load(), 3);
+
+  // A buffer of the pool given back once more than it was taken is refused
+  // the same way, and stays free instead of going below zero.
+  auto request = attach(*camera, Resolution(320, 240), ColorSpace::RGB_888, 30);
+  auto image = camera->getImageBuffer(at(0), *request);
+  camera->releaseImageBuffer(image);
+  EXPECT_EQ(thrownMessage<std::runtime_error>([&] { camera->releaseImageBuffer(image); }),
+            "cam: buffer is not owned by camera anymore. Buffer count:0");
+  EXPECT_EQ(image->useCount.load(), 0);
+  EXPECT_EQ(camera->getImageBuffer(at(10), *request), image);  // still free, served again
+  camera->releaseImageBuffer(image);
+}
+
+// Request times and time stamps at the ends of the clock's range: the age of
+// a frame saturates instead of overflowing, so the newest frame still wins
+// and a frame from the far past is never fresh.
+TEST(CameraBufferPools, AgesAtTheEndsOfTheClockRange) {
+  using Time = lumo::Clock::time_point;
+  auto camera = makeCamera();
+  auto request = attach(*camera, Resolution(320, 240), ColorSpace::RGB_888, 30);
+  auto past = camera->getImageBuffer(Time::min(), *request);
+  EXPECT_EQ(past->getTimeStamp(), Time::min());
+  camera->releaseImageBuffer(past);
+  auto future = camera->getImageBuffer(Time::max(), *request);  // min is too old for max
+  EXPECT_EQ(camera->calls("_getDeviceRawImage"), 2);
+  EXPECT_EQ(future->getTimeStamp(), Time::max());
+  camera->releaseImageBuffer(future);
+  auto again = camera->getImageBuffer(Time::min(), *request);  // stamped after: fresh
+  EXPECT_EQ(camera->calls("_getDeviceRawImage"), 2);
+  EXPECT_EQ(again->getTimeStamp(), Time::max());
+  camera->releaseImageBuffer(again);
 }
 
 TEST(CameraBufferPools, ANewRawBufferIsSizedForTheGreatestMode) {

@@ -140,5 +140,51 @@ TEST_F(DeviceWithSimulators, MultiStreamOnA2DAndADepthCamera) {
   EXPECT_FALSE(device->isCameraOpen("depth"));
 }
 
+// Every hold a fetch takes is given back exactly once by the release: when a
+// camera is listed twice ("Default" and its own name), and when a release
+// fails part-way and is retried, while another subscriber shares the buffer.
+TEST_F(DeviceWithSimulators, AReleaseGivesBackEveryHoldExactlyOnce) {
+  const std::string twice =
+      device->subscribeCameras("twice", {"Default", "front"}, {qvga, qvga}, {rgb, rgb}, 15);
+  device->putImage(uniformFrame("front", at(100), 255));
+  for (int cycle = 0; cycle < 3; ++cycle) {
+    const std::vector<Image> images = device->getImages(at(100), twice);
+    ASSERT_EQ(images.size(), 2u);
+    EXPECT_EQ(images[0], images[1]);  // one conversion serves both entries
+    EXPECT_EQ(images[0]->useCount.load(), 2);
+    device->releaseImages(twice);
+    EXPECT_EQ(images[0]->useCount.load(), 0);
+  }
+  // Both entries find front's own-name request when leaving: the second
+  // removal is refused, as for any request detached twice.
+  expectFailure<std::runtime_error>([&] { device->unsubscribe(twice); },
+                                    "front: Can't remove preferences to camera preferences list.");
+
+  // "zeta" sorts after "front": its release fails after front's succeeded.
+  auto zeta = acceptingCamera("zeta");
+  device->addCamera(zeta);
+  const std::string fusion =
+      device->subscribeCameras("fusion", {"front", "zeta"}, {qvga, qvga}, {rgb, rgb}, 15);
+  const std::string viewer = device->subscribeCamera("viewer", "front", qvga, rgb, 15);
+  const Image shared = device->getImages(at(100), fusion).at(0);
+  EXPECT_EQ(device->getImage(at(100), viewer), shared);
+  EXPECT_EQ(shared->useCount.load(), 2);
+  EXPECT_CALL(*zeta, releaseImageBuffer(::testing::_))
+      .WillOnce(::testing::Throw(std::runtime_error("zeta: release")))
+      .WillRepeatedly(::testing::Return());
+  expectFailure<std::runtime_error>([&] { device->releaseImages(fusion); }, "zeta: release");
+  EXPECT_EQ(shared->useCount.load(), 1);
+  expectFailure<std::runtime_error>([&] { device->getImages(at(100), fusion); },
+                                    stillProcessingMessage("fusion_0"));
+  device->releaseImages(fusion);  // gives back zeta's buffer only
+  EXPECT_EQ(shared->useCount.load(), 1);  // the viewer's hold is intact
+  device->releaseImage(viewer);
+  EXPECT_EQ(shared->useCount.load(), 0);
+  EXPECT_EQ(device->getImages(at(100), fusion).size(), 2u);
+  device->releaseImages(fusion);
+  device->unsubscribe(fusion);
+  device->unsubscribe(viewer);
+}
+
 }  // namespace
 }  // namespace videoDevice
