@@ -1,4 +1,5 @@
-# cmake -P script: install, configure the consumer, build it, run it.
+# cmake -P script: install, then configure the consumer, build it and run it;
+# with CHECK=tool, run the installed command-line tool instead.
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
 
@@ -15,6 +16,16 @@ foreach(f include/videodevice/videodevice.h include/lumo/Log.h lib/pkgconfig/vid
     message(FATAL_ERROR "missing from the installed tree: ${f}")
   endif()
 endforeach()
+
+if(CHECK STREQUAL "tool")
+  # Nothing from the build tree or the environment may help it find its library.
+  execute_process(COMMAND env -i "${prefix}/bin/videodevice" --help
+    RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 0 OR NOT out MATCHES "models")
+    message(FATAL_ERROR "the installed tool does not run (${result}):\n${out}\n${err}")
+  endif()
+  return()
+endif()
 
 set(flags "")
 if(SANITIZE)
