@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <lumo/Clock.h>
 
@@ -41,15 +40,6 @@ std::string thrownMessage(Action&& action) {
     return "<another exception>";
   }
   return "<no exception>";
-}
-
-// Messages of the camera category at one level, in order.
-inline std::vector<std::string> cameraMessages(const LogCapture& capture, int level) {
-  std::vector<std::string> result;
-  for (const auto& record : capture.records())
-    if (record.category == kCameraCategory && record.level == level)
-      result.push_back(record.message);
-  return result;
 }
 
 }  // namespace test

@@ -14,7 +14,6 @@
 #include <videodevice/ImageBuffer.h>
 #include <videodevice/VideoDevice.h>
 
-#include "support/LogCapture.h"
 #include "support/MockCamera.h"
 
 namespace videoDevice {
@@ -22,7 +21,6 @@ namespace test {
 
 const Resolution qvga(320, 240);
 const ColorSpace rgb = ColorSpace::RGB_888;
-const char* const deviceCategory = "vision.videodevice";
 const char* const streamKindMessage =
     "Only mono stream subscribers can call this method. Please verify you have subscribed to "
     "VideoDevice using subscribeCamera().";

@@ -53,24 +53,16 @@ struct DeviceWithSimulators : ::testing::Test {
 };
 
 TEST_F(DeviceWithSimulators, AMonoSubscriberGetsImagesMadeFromPushedFrames) {
-  LogCapture capture;
   // 300x200 and 60 fps cannot be served: corrected before registering.
   const std::string name = device->subscribeCamera("viewer", "front", {300, 200}, rgb, 60);
-  EXPECT_TRUE(capture.contains(3, deviceCategory, "subscribeCamera",
-                               "Can't add subscriber viewer to Video Device\nSome camera parameter "
-                               "values are not supported.\nTry to change the camera parameter "
-                               "requested automatically..."));
-  EXPECT_TRUE(capture.contains(5, deviceCategory, "subscribeCamera",
-                               "Registered subscriber \"viewer\"\nwith active camera: front, "
-                               "resolution: 320x240, colorspace: RGB_888, framerate: 30"));
+  EXPECT_EQ(device->getResolution(name), qvga);
+  EXPECT_EQ(device->getFrameRate(name), 30);
   EXPECT_EQ(device->getCameraNativeFrameRate("front"), 30);
   device->putImage(uniformFrame("front", at(100), 255));
   EXPECT_GT(rgbQvgaMean(device->getImage(at(100), name), "front"), 200.0);
 
   const std::string busy = stillProcessingMessage("viewer_0");
   expectFailure<std::runtime_error>([&] { device->getImage(at(100), name); }, busy);
-  expectFailure<std::runtime_error>([&] { device->unsubscribe(name); }, busy);
-  EXPECT_EQ(device->getSubscribers(), std::vector<std::string>{"viewer_0"});
   expectFailure<std::runtime_error>([&] { device->setResolution(name, Resolution::VGA); }, busy);
   device->setFrameRate(name, 20);  // allowed while holding
   EXPECT_EQ(device->getCameraNativeFrameRate("front"), 20);
@@ -105,39 +97,18 @@ TEST_F(DeviceWithSimulators, SubscribersOnDefaultFollowTheDefaultCamera) {
   // but looks them up under the default camera's own name when leaving.
   const std::string fusion = device->subscribeCameras("fusion", {"Default", "depth"}, {qvga, qvga},
                                                       {rgb, ColorSpace::DEPTH_16}, 15);
-  EXPECT_EQ(device->getImages(at(102), fusion).at(0)->getCameraName(), "bottom");
-  device->releaseImages(fusion);
-  LogCapture capture;
-  const std::string missing = "fusion_0: Camera preference for camera \"bottom\" doesn't exist.";
-  expectFailure<std::runtime_error>([&] { device->unsubscribe(fusion); }, missing);
-  EXPECT_TRUE(capture.contains(2, "vision.videodevice.subscriber", "getCameraPreferences", missing));
-  EXPECT_TRUE(device->getSubscribers().empty());
-}
-
-TEST_F(DeviceWithSimulators, MultiStreamOnA2DAndADepthCamera) {
-  const std::string name = device->subscribeCameras("fusion", {"front", "depth"}, {qvga, qvga},
-                                                    {rgb, ColorSpace::DEPTH_16}, 15);
-  device->putImage(uniformFrame("front", at(100), 255));
-  device->putImage(uniformFrame("depth", at(100), 1234, ColorSpace::DEPTH_16));
-  const std::vector<Image> images = device->getImages(at(100), name);
-  ASSERT_EQ(images.size(), 2u);
-  EXPECT_GT(rgbQvgaMean(images[0], "front"), 200.0);
-  EXPECT_EQ(images[1]->getCameraName(), "depth");
-  EXPECT_EQ(images[1]->getColorSpace(), ColorSpace::DEPTH_16);
-  ASSERT_EQ(images[1]->getSize(), 320u * 240u * 2u);
+  device->putImage(uniformFrame("depth", at(102), 1234, ColorSpace::DEPTH_16));
+  const std::vector<Image> images = device->getImages(at(102), fusion);
+  EXPECT_EQ(images.at(0)->getCameraName(), "bottom");
   // Same-size DEPTH_16 is a plain copy of the pushed frame.
+  ASSERT_EQ(images.at(1)->getSize(), 320u * 240u * 2u);
   const auto* depth = reinterpret_cast<const std::uint16_t*>(images[1]->getData());
   EXPECT_EQ(std::count(depth, depth + 320 * 240, 1234), 320 * 240);
-
-  expectFailure<std::runtime_error>([&] { device->getImages(at(100), name); },
-                                    stillProcessingMessage("fusion_0"));
-  device->setFrameRate(name, 25);  // while holding
-  EXPECT_EQ(device->getCameraNativeFrameRate("front"), 25);
-  device->releaseImages(name);
-  EXPECT_EQ(device->getImages(at(101), name).size(), 2u);
-  device->releaseImages(name);
-  device->unsubscribe(name);
-  EXPECT_FALSE(device->isCameraOpen("depth"));
+  device->releaseImages(fusion);
+  expectFailure<std::runtime_error>(
+      [&] { device->unsubscribe(fusion); },
+      "fusion_0: Camera preference for camera \"bottom\" doesn't exist.");
+  EXPECT_TRUE(device->getSubscribers().empty());
 }
 
 // Every hold a fetch takes is given back exactly once by the release: when a

@@ -134,18 +134,15 @@ TEST_F(SettingsTest, MultiStreamSettings) {
   const std::string name = device->subscribeCameras("m", {"A", "B"}, {qvga, Resolution::VGA},
                                                     {rgb, ColorSpace::DEPTH_16}, 15);
   verify();
-  LogCapture capture;
   // Only the first camera renegotiates the rate; both requests carry it.
   EXPECT_CALL(*a, updateFrameRatePreferences(onA, 10));
   EXPECT_CALL(*b, updateFrameRatePreferences(_, _)).Times(0);
   device->setFrameRate(name, 10);
   EXPECT_EQ(onB->getRefreshRate(), 10);
 
-  const std::string wrongCount = "setResolutions(m_0): Could not set resolutions.\n"
-                                 "Wrong size, parameters size: 3 expected size: 2";
   expectFailure<std::invalid_argument>([&] { device->setResolutions(name, {qvga, qvga, qvga}); },
-                                       wrongCount);
-  EXPECT_TRUE(capture.contains(2, deviceCategory, "setResolutions", wrongCount));
+                                       "setResolutions(m_0): Could not set resolutions.\n"
+                                       "Wrong size, parameters size: 3 expected size: 2");
   EXPECT_CALL(*a, updateResolutionPreferences(onA, Resolution(160, 120)));
   EXPECT_CALL(*b, updateResolutionPreferences(onB, qvga));
   device->setResolutions(name, {{160, 120}, qvga});
@@ -154,11 +151,9 @@ TEST_F(SettingsTest, MultiStreamSettings) {
   // Duplicates change nothing.
   EXPECT_CALL(*a, removePreferences(_)).Times(0);
   EXPECT_CALL(*b, removePreferences(_)).Times(0);
-  const std::string twice = "setActiveCameras(m_0): Invalid input parameters, using several time "
-                            "the same camera is forbidden.";
   expectFailure<std::invalid_argument>([&] { device->setActiveCameras(name, {"A", "B", "A"}); },
-                                       twice);
-  EXPECT_TRUE(capture.contains(2, deviceCategory, "setActiveCameras", twice));
+                                       "setActiveCameras(m_0): Invalid input parameters, using "
+                                       "several time the same camera is forbidden.");
   EXPECT_EQ(device->getActiveCameras(name), (std::vector<std::string>{"A", "B"}));
 }
 

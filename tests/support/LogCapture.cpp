@@ -43,10 +43,5 @@ bool LogCapture::hasMessage(int level, const std::string& message) const {
   return false;
 }
 
-void LogCapture::clear() {
-  std::lock_guard<std::mutex> lock(_mutex);
-  _records.clear();
-}
-
 }  // namespace test
 }  // namespace videoDevice

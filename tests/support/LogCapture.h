@@ -26,7 +26,6 @@ class LogCapture {
                 const std::string& message) const;
   // True when some record's message is exactly this text, at this level.
   bool hasMessage(int level, const std::string& message) const;
-  void clear();
 
  private:
   mutable std::mutex _mutex;
