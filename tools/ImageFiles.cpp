@@ -29,7 +29,14 @@ InputPicture readInputPicture(const std::string& path, bool sixteenBitAsInfrared
   if (!fs::is_regular_file(path, error)) {
     throw ToolError("cannot read \"" + path + "\": no such file");
   }
-  cv::Mat picture = cv::imread(path, cv::IMREAD_UNCHANGED);
+  cv::Mat picture;
+  try {
+    picture = cv::imread(path, cv::IMREAD_UNCHANGED);
+  } catch (const cv::Exception&) {
+    // OpenCV throws instead of returning nothing for a header whose size it
+    // refuses to decode (wider than it allows, or too many pixels).
+    picture.release();
+  }
   if (picture.empty()) {
     throw ToolError("cannot read \"" + path + "\": not a picture this tool can decode");
   }

@@ -21,6 +21,8 @@ namespace videoDevice {
 
 class ImageBuffer {
  public:
+  // Throws std::invalid_argument for a size no memory can hold (more pixels
+  // than a block of the deepest colour space can index), as setResolution.
   ImageBuffer(std::string cameraName, Resolution resolution, ColorSpace colorSpace, bool ownsData);
   ~ImageBuffer();
   ImageBuffer(const ImageBuffer&) = delete;
@@ -38,7 +40,8 @@ class ImageBuffer {
   void setData(unsigned char* newData);
 
   // Grows the allocated size per dimension when the new size has more pixels
-  // (dropping an owned block); always sets the current size.
+  // (dropping an owned block); always sets the current size. A size no memory
+  // can hold is refused (std::invalid_argument) and changes nothing.
   void setResolution(Resolution resolution);
   // A change to a deeper colour space drops an owned block.
   void setColorSpace(ColorSpace colorSpace);
@@ -59,7 +62,8 @@ class ImageBuffer {
   std::uint64_t getSize() const;
 
   // An OpenCV header over the buffer's pixels (no copy), valid while the
-  // buffer keeps its block; empty for colour spaces OpenCV cannot describe.
+  // buffer keeps its block; empty for colour spaces OpenCV cannot describe
+  // and for sizes beyond its int rows and columns.
   static cv::Mat imageBufferToCvMat(const ImageBuffer& buffer);
 
   std::atomic<std::int32_t> useCount;

@@ -1,12 +1,14 @@
 #include "backends/CameraSimulator3D.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
 #include <lumo/Log.h>
+#include <opencv2/core.hpp>
 
 #include "videodevice/Camera3D.h"
 
@@ -144,9 +146,22 @@ void CameraSimulator3D::_buildLUT() const {
       _supportedResolutions.empty() ? Resolution(0, 0) : *_supportedResolutions.rbegin();
   LUMO_LOG(5) << getName() << " Build reprojection LUT (" << largest.width << "x"
               << largest.height << ").";
+  // OpenCV sizes are ints: a larger mode has no table (a truncated size
+  // would give one that does not match the frames), and OpenCV's own
+  // failures, such as running out of memory, do not leave the library.
+  const auto refuse = [&]() {
+    LUMO_FAIL_AS("_buildLUT", std::runtime_error,
+                 lumo::log::concat(getName(), ": Can't build reprojection LUT (", largest.width,
+                                   "x", largest.height, ")."));
+  };
+  if (largest.width > INT_MAX || largest.height > INT_MAX) refuse();
   const int width = static_cast<int>(largest.width);
   const int height = static_cast<int>(largest.height);
-  _lut = cv::Mat(height, width, CV_32FC1);
+  try {
+    _lut = cv::Mat(height, width, CV_32FC1);
+  } catch (const cv::Exception&) {
+    refuse();
+  }
 
   const FieldOfView fieldOfView = getFieldOfView();
   if (width < 1 || height < 1) return;

@@ -101,7 +101,9 @@ void Camera2D::convert2DImage(const CameraPreferences& requested, const Input& i
   if (input.get() == output.get())
     LUMO_FAIL(std::invalid_argument, "Inplace conversion is not supported.");
 
-  if (size.width * inputSize.height != inputSize.width * size.height)
+  // Exact products: in 64 bits a huge request could wrap onto the input's ratio.
+  __extension__ using Wide = unsigned __int128;
+  if (Wide{size.width} * inputSize.height != Wide{inputSize.width} * size.height)
     LUMO_FAIL(std::domain_error, "Input and Requested aspect ratio are different.");
   if (size.width > inputSize.width || size.height > inputSize.height)
     LUMO_FAIL(std::domain_error, "Upscale conversion is not supported.");

@@ -164,8 +164,9 @@ void h2RgbRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count, std:
 }
 
 void convertGroups(const Camera2D::Input& input, const Camera2D::Output& output,
-                   std::uint64_t bytesPerPixel, conversion::RowFunction row) {
-  const std::uint64_t f = widthFactor(*input, *output);
+                   const char* operation, std::uint64_t bytesPerPixel,
+                   conversion::RowFunction row) {
+  const std::uint64_t f = widthFactor(input, output, operation);
   if (f == 0) return;
   convertRows(*input, *output, pairLayout(*input, *output, f, 4, bytesPerPixel), f, row);
 }
@@ -173,23 +174,23 @@ void convertGroups(const Camera2D::Input& input, const Camera2D::Output& output,
 }  // namespace
 
 void Camera2D::convertYUV422toH8(const Input& input, const Output& output) {
-  convertGroups(input, output, 1, h8Row);
+  convertGroups(input, output, __func__, 1, h8Row);
 }
 
 void Camera2D::convertYUV422toS8(const Input& input, const Output& output) {
-  convertGroups(input, output, 1, s8Row);
+  convertGroups(input, output, __func__, 1, s8Row);
 }
 
 void Camera2D::convertYUV422toHSY888(const Input& input, const Output& output) {
-  convertGroups(input, output, 3, hsy888Row);
+  convertGroups(input, output, __func__, 3, hsy888Row);
 }
 
 void Camera2D::convertYUV422toHSMixed888(const Input& input, const Output& output) {
-  convertGroups(input, output, 3, hsMixed888Row);
+  convertGroups(input, output, __func__, 3, hsMixed888Row);
 }
 
 void Camera2D::convertYUV422toH2RGB(const Input& input, const Output& output) {
-  convertGroups(input, output, 3, h2RgbRow);
+  convertGroups(input, output, __func__, 3, h2RgbRow);
 }
 
 }  // namespace videoDevice

@@ -16,6 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <videodevice/Camera2D.h>
 #include <videodevice/ImageBuffer.h>
 
 namespace videoDevice {
@@ -39,11 +40,19 @@ struct RowLayout {
 // Widest element any converter writes (three bytes for each of two pixels).
 constexpr std::size_t kMaxElementBytes = 6;
 
+// The converters are public and may be handed anything: a missing buffer is
+// refused (std::invalid_argument, logged under `operation`) before either is
+// touched.
+void requireBuffers(const Camera2D::Input& input, const Camera2D::Output& output,
+                    const char* operation);
+
 // The sub-sampling factor: whole input pixels per output pixel, from the
 // widths only. It truncates, so 640 -> 480 gives 1 and the converters then
 // deliver the top-left corner of the input. 0 when the output is wider than
-// the input (or empty), which the converters refuse to work on.
-std::uint64_t widthFactor(const ImageBuffer& input, const ImageBuffer& output);
+// the input (or empty), which the converters refuse to work on. Checks both
+// buffers first, as requireBuffers.
+std::uint64_t widthFactor(const Camera2D::Input& input, const Camera2D::Output& output,
+                          const char* operation);
 
 // Layout of converters that write one element of bytesPerPixel bytes per
 // output pixel x, reading inReach bytes from byte 2 x factor of input row

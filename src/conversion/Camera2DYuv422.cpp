@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 #include <opencv2/imgproc.hpp>
 
@@ -29,9 +30,18 @@ LUMO_LOG_CATEGORY("vision.videodevice.camera2d")
 namespace videoDevice {
 namespace conversion {
 
-std::uint64_t widthFactor(const ImageBuffer& input, const ImageBuffer& output) {
-  const std::uint64_t outW = output.getResolution().width;
-  return outW == 0 ? 0 : input.getResolution().width / outW;
+void requireBuffers(const Camera2D::Input& input, const Camera2D::Output& output,
+                    const char* operation) {
+  if (!input || !output)
+    LUMO_FAIL_AS(operation, std::invalid_argument,
+                 lumo::log::concat(operation, "(): missing input or output buffer."));
+}
+
+std::uint64_t widthFactor(const Camera2D::Input& input, const Camera2D::Output& output,
+                          const char* operation) {
+  requireBuffers(input, output, operation);
+  const std::uint64_t outW = output->getResolution().width;
+  return outW == 0 ? 0 : input->getResolution().width / outW;
 }
 
 RowLayout pixelLayout(const ImageBuffer& input, const ImageBuffer& output, std::uint64_t factor,
@@ -170,7 +180,8 @@ void fullChannelRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count
 
 // One group of 4 input bytes per output pair, one input row per output row.
 void convertFullChannel(const Camera2D::Input& input, const Camera2D::Output& output,
-                        conversion::RowFunction row) {
+                        const char* operation, conversion::RowFunction row) {
+  conversion::requireBuffers(input, output, operation);
   const Resolution in = input->getResolution();
   const Resolution out = output->getResolution();
   const RowLayout layout{out.height, (out.width + 1) / 2, in.width * 2, out.width, 4, 4, 2};
@@ -185,10 +196,34 @@ void convertScaledChannel(const Camera2D::Input& input, const Camera2D::Output& 
 // OpenCV writes into the output block when its header already has the
 // destination's size and type; otherwise (sizes differ) it allocates a matrix
 // of its own and the output is left as it was.
-void convertWithOpenCv(const Camera2D::Input& input, const Camera2D::Output& output, int code) {
-  const cv::Mat source = ImageBuffer::imageBufferToCvMat(*input);
+void convertWithOpenCv(const Camera2D::Input& input, const Camera2D::Output& output, int code,
+                       const char* operation) {
+  conversion::requireBuffers(input, output, operation);
+  cv::Mat source = ImageBuffer::imageBufferToCvMat(*input);
   cv::Mat destination = ImageBuffer::imageBufferToCvMat(*output);
-  cv::cvtColor(source, destination, code, 0);
+  // Nothing to convert from or into an image without pixels or of no size,
+  // as for the other converters; OpenCV would assert on an empty source.
+  if (source.empty() || destination.empty()) return;
+  // OpenCV converts whole pixel pairs: on an odd width it reads and writes a
+  // pair for the last pixel, past the end of each row and, on the last row,
+  // of both blocks. That column has no pair of its own, so only the even
+  // part is converted and the last column of the output is left as it was.
+  if (source.cols % 2 != 0) {
+    if (source.cols == 1) return;
+    if (destination.size() == source.size())
+      destination = destination.colRange(0, destination.cols - 1);
+    source = source.colRange(0, source.cols - 1);
+  }
+  try {
+    cv::cvtColor(source, destination, code, 0);
+  } catch (const cv::Exception&) {
+    // OpenCV refuses an input that is not YUV 4:2:2 bytes (an image of
+    // another colour space). Callers handle standard exceptions only, so
+    // OpenCV's own never leaves the library.
+    LUMO_FAIL_AS(operation, std::invalid_argument,
+                 lumo::log::concat(input->getCameraName(), ": ", operation, "(): ", *input,
+                                   " cannot be converted into ", *output, "."));
+  }
 }
 
 // --- components -------------------------------------------------------------
@@ -255,77 +290,77 @@ void yyCbCrRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count, std
 // --- colour -------------------------------------------------------------------
 
 void Camera2D::convertYUV422toRGB888(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   if (f == 1) return convertYUV422toRGBnoScale(input, output);
   convertRows(*input, *output, pixelLayout(*input, *output, f, 4, 3), f, rgb888Row);
 }
 
 void Camera2D::convertYUV422toBGR888(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   if (f == 1) return convertYUV422toBGRnoScale(input, output);
   convertRows(*input, *output, pixelLayout(*input, *output, f, 4, 3), f, bgr888Row);
 }
 
 void Camera2D::convertYUV422toR8(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   if (f == 1) return convertYUV422toRgbnoScale(input, output);
   convertScaledChannel(input, output, f, r8Row);
 }
 
 void Camera2D::convertYUV422toG8(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   if (f == 1) return convertYUV422torGbnoScale(input, output);
   convertScaledChannel(input, output, f, g8Row);
 }
 
 void Camera2D::convertYUV422toB8(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   if (f == 1) return convertYUV422torgBnoScale(input, output);
   convertScaledChannel(input, output, f, b8Row);
 }
 
 void Camera2D::convertYUV422toRGBnoScale(const Input& input, const Output& output) {
-  convertWithOpenCv(input, output, cv::COLOR_YUV2RGB_YUY2);
+  convertWithOpenCv(input, output, cv::COLOR_YUV2RGB_YUY2, __func__);
 }
 
 void Camera2D::convertYUV422toBGRnoScale(const Input& input, const Output& output) {
-  convertWithOpenCv(input, output, cv::COLOR_YUV2BGR_YUY2);
+  convertWithOpenCv(input, output, cv::COLOR_YUV2BGR_YUY2, __func__);
 }
 
 void Camera2D::convertYUV422toRgbnoScale(const Input& input, const Output& output) {
-  convertFullChannel(input, output, fullChannelRow<fullRed>);
+  convertFullChannel(input, output, __func__, fullChannelRow<fullRed>);
 }
 
 void Camera2D::convertYUV422torGbnoScale(const Input& input, const Output& output) {
-  convertFullChannel(input, output, fullChannelRow<fullGreen>);
+  convertFullChannel(input, output, __func__, fullChannelRow<fullGreen>);
 }
 
 void Camera2D::convertYUV422torgBnoScale(const Input& input, const Output& output) {
-  convertFullChannel(input, output, fullChannelRow<fullBlue>);
+  convertFullChannel(input, output, __func__, fullChannelRow<fullBlue>);
 }
 
 // --- components ---------------------------------------------------------------
 
 // At full width this is every luma byte in turn, out[i] = in[2i].
 void Camera2D::convertYUV422toY8(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   convertRows(*input, *output, pixelLayout(*input, *output, f, 1, 1), f, y8Row);
 }
 
 void Camera2D::convertYUV422toU8(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   convertRows(*input, *output, pairLayout(*input, *output, f, 2 * f, 1), f, u8Row);
 }
 
 void Camera2D::convertYUV422toV8(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   RowLayout layout = pairLayout(*input, *output, f, 2 * f + 2, 1);
   layout.outRowStride = layout.elements * layout.outStep;  // each row right after the last byte
@@ -333,7 +368,7 @@ void Camera2D::convertYUV422toV8(const Input& input, const Output& output) {
 }
 
 void Camera2D::convertYUV422toYUV422(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   if (input->getResolution().width == output->getResolution().width) {
     // Same width: a plain copy, as far as both buffers reach.
@@ -354,13 +389,13 @@ void Camera2D::convertYUV422toYUV422(const Input& input, const Output& output) {
 }
 
 void Camera2D::convertYUV422toYUV888(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   convertRows(*input, *output, pairLayout(*input, *output, f, 4, 3), f, yuv888Row);
 }
 
 void Camera2D::convertYUV422toYYCbCr(const Input& input, const Output& output) {
-  const std::uint64_t f = widthFactor(*input, *output);
+  const std::uint64_t f = widthFactor(input, output, __func__);
   if (f == 0) return;
   // Whole groups only, four bytes each, the rows following each other.
   RowLayout layout = pairLayout(*input, *output, f, 4, 2);

@@ -142,7 +142,9 @@ void Camera3D::convert3DImage(const CameraPreferences& requested, const Input& i
   if (static_cast<const void*>(input.get()) == static_cast<const void*>(output.get())) {
     LUMO_FAIL(std::invalid_argument, "Inplace conversion is not supported.");
   }
-  if (wanted.width * source.height != source.width * wanted.height) {
+  // Exact products: in 64 bits a huge request could wrap onto the input's ratio.
+  __extension__ using Wide = unsigned __int128;
+  if (Wide{wanted.width} * source.height != Wide{source.width} * wanted.height) {
     LUMO_FAIL(std::domain_error, "Input and Requested aspect ratio are different.");
   }
   if (wanted.width > source.width || wanted.height > source.height) {
@@ -212,7 +214,14 @@ void Camera3D::convertDepth16toDepth16(const Input& input, const Output& output)
               lumo::log::concat(input->getCameraName(), ": ", __func__, "(): ", *input,
                                 " cannot be converted into ", *output, "."));
   }
-  cv::resize(source, destination, destination.size(), 0, 0, cv::INTER_NEAREST);
+  try {
+    cv::resize(source, destination, destination.size(), 0, 0, cv::INTER_NEAREST);
+  } catch (const cv::Exception&) {
+    // Callers handle standard exceptions only: OpenCV's stay in the library.
+    LUMO_FAIL(std::invalid_argument,
+              lumo::log::concat(input->getCameraName(), ": ", __func__, "(): ", *input,
+                                " cannot be converted into ", *output, "."));
+  }
 }
 
 void Camera3D::convertDepth16toRGB888(const Input& input, const Output& output) {

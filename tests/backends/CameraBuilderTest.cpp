@@ -1,8 +1,11 @@
 // The model catalogue and the builder: every set-up's values, the
-// configuration of a built camera, and the three failure paths.
+// configuration of a built camera, the three failure paths, and bad input
+// handed to built cameras.
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
+#include <tuple>
 #include <vector>
 
 #include "BackendsTestSupport.h"
@@ -114,4 +117,48 @@ TEST(CameraBuilder, BuildsConfiguresAndReportsFailures) {
   info.fieldOfView = {1.0f, 0.75f};
   expectFailure<std::runtime_error>([&] { CameraBuilder{gone, info}; }, "Can't lock VideoDevice");
   EXPECT_TRUE(capture.contains(1, kCategory, "CameraBuilder", "Can't create new camera: can't lock VideoDevice"));
+}
+
+TEST(CameraBuilder, BuiltCamerasServeOrRefuseBadInputWithStandardExceptions) {
+  using Time = lumo::Clock::time_point;
+  const auto unknownColorSpace = static_cast<ColorSpace>(9999);
+  auto device = std::make_shared<VideoDevice>();
+  for (auto [setup, name, pushed] : {std::tuple{&CameraBuilder::setupSimulatorMT9M114, "top", ColorSpace::RGB_888},
+                                     std::tuple{&CameraBuilder::setupSimulatorXTION, "depth", ColorSpace::DEPTH_16}}) {
+    CameraInfo info;
+    info.name = name;
+    setup(info);
+    CameraBuilder(device, info);
+    const std::string me = device->subscribeCamera("client", name, {320, 240}, ColorSpace::RGB_888, 15);
+    // Time stamps and request times at both ends of the clock are served.
+    for (Time stamp : {Time::min(), Time::max()}) {
+      auto frame = std::make_shared<ImageBuffer>(name, Resolution::VGA, pushed, true);
+      std::fill_n(frame->getData(), frame->getSize(), 100);
+      frame->setTimeStamp(stamp);
+      device->putImage(frame);
+      for (Time request : {Time::min(), lumo::Clock::now(), Time::max()}) {
+        EXPECT_EQ(device->getImage(request, me)->getResolution(), Resolution(320, 240)) << name;
+        device->releaseImage(me);
+      }
+    }
+    // Unknown enumerators are refused and change nothing.
+    EXPECT_THROW(device->setCameraParameter(name, static_cast<Parameter>(9999), 1), std::runtime_error);
+    EXPECT_THROW(device->setColorSpace(me, unknownColorSpace), std::out_of_range);
+    EXPECT_EQ(device->getColorSpace(me), ColorSpace::RGB_888);
+    EXPECT_THROW(device->putImage(std::make_shared<ImageBuffer>(name, Resolution::VGA, unknownColorSpace, true)),
+                 std::invalid_argument);
+    device->unsubscribe(me);
+  }
+  // A largest mode of 2^64 pixels: its raw buffer is refused, not allocated
+  // for a wrapped byte count and overrun.
+  for (auto [backend, native] :
+       {std::pair{"Simulator2D", ColorSpace::YUV_422}, std::pair{"Simulator3D", ColorSpace::DEPTH_16}}) {
+    // Named after its backend; no flips, calibration nor extra.
+    const CameraInfo info{backend, backend, "huge", "", {1.0f, 0.75f}, false, false, {},
+                          {{320, 240}, {1ull << 33, 1ull << 31}}, {native}, {15}};
+    CameraBuilder(device, info);
+    const std::string me = device->subscribeCamera("client", backend, {320, 240}, ColorSpace::RGB_888, 15);
+    EXPECT_THROW(device->getImage(lumo::Clock::now(), me), std::invalid_argument) << backend;
+    device->unsubscribe(me);
+  }
 }

@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -257,6 +258,21 @@ TEST(Camera2DConverters, FullSizeRgbAndBgrAreOpenCvs) {
     of(colorSpace).convert(input, output);
     EXPECT_EQ(0, std::memcmp(reference.data, output->getData(), output->getSize())) << colorSpace;
   }
+}
+
+TEST(Camera2DConverters, RefuseMissingBuffersAndForeignInputsWithStandardExceptions) {
+  using C = Camera2D;
+  std::vector<Converter> all = {C::convertYUV422toRGBnoScale, C::convertYUV422toBGRnoScale,
+                                C::convertYUV422toRgbnoScale, C::convertYUV422torGbnoScale,
+                                C::convertYUV422torgBnoScale};
+  for (const Case& c : cases()) all.push_back(c.convert);
+  const auto yuv = randomYuv(8, 6, 5), rgb = image(8, 6, ColorSpace::RGB_888);
+  for (Converter convert : all) {
+    EXPECT_THROW(convert(nullptr, rgb), std::invalid_argument);
+    EXPECT_THROW(convert(yuv, nullptr), std::invalid_argument);
+  }
+  // OpenCV's own exception for an input that is not YUV 4:2:2 stays inside.
+  EXPECT_THROW(C::convertYUV422toRGBnoScale(image(8, 6, ColorSpace::RGB_888), rgb), std::invalid_argument);
 }
 
 TEST(Camera2DConverters, HandComputedValues) {

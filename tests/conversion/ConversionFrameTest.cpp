@@ -89,6 +89,8 @@ TEST(Camera2DFrame, ChecksFireInOrderWithTheirMessages) {
         "Can't convert image if output data is unavailable."},
        {{320, 240}, rgb, vga, vga, kArgument, "Inplace conversion is not supported."},
        {{320, 200}, rgb, vga, out, kDomain, "Input and Requested aspect ratio are different."},
+       // 480 (2^59 + 4) wraps onto 640 x 3 in 64 bits: compared exactly, it differs.
+       {{(1ull << 59) + 4, 3}, rgb, vga, out, kDomain, "Input and Requested aspect ratio are different."},
        {{1280, 960}, rgb, vga, out, kDomain, "Upscale conversion is not supported."}},
       false);
   // Nothing was prepared by the refused calls.
@@ -127,6 +129,8 @@ TEST(Camera3DFrame, RefusesBadRequestsWithItsOwnWording) {
        {{8, 0}, ColorSpace::DEPTH_16, depth, out, kDomain, "Can't convert image whose height will be zero."},
        {size, ColorSpace::DEPTH_16, image(size, ColorSpace::DEPTH_16, false), out, kArgument,
         "Can't convert image if data is unavailable."},
+       {{(1ull << 63) + 4, 3}, ColorSpace::DEPTH_16, depth, out, kDomain,  // 6 w wraps onto 8 x 3
+        "Input and Requested aspect ratio are different."},
        {size, ColorSpace::DEPTH_16, makeFilled(size, ColorSpace::Y_8, 0), out, kRuntime,
         "depth: convert3DImage() request a Depth or Infrared ColorSpace as input."},
        {size, ColorSpace::INFRARED_16, depth, out, kRuntime,

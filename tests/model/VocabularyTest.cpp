@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <videodevice/CameraPreferences.h>
 #include <videodevice/Types.h>
 
 namespace videoDevice {
@@ -100,26 +99,6 @@ TEST(Resolution, ProductOrderTreatsIncomparableSizesAsEquivalent) {
 
   std::set<Resolution> reversed{tall, vga};
   EXPECT_EQ(reversed.begin()->height, 960u);
-}
-
-TEST(Vocabulary, PlainRecordsAndPreferencesKeepWhatTheyAreGiven) {
-  const ParameterInfo info{0, 1, 1, 0};
-  EXPECT_EQ(info.max, 1);
-  const FieldOfView fov{1.0f, 0.75f};
-  EXPECT_FLOAT_EQ(fov.vertical, 0.75f);
-
-  CameraPreferences preferences(Resolution(320, 240), ColorSpace::RGB_888, 0);
-  EXPECT_EQ(preferences.getResolution(), Resolution(320, 240));
-  EXPECT_EQ(preferences.getColorSpace(), ColorSpace::RGB_888);
-  EXPECT_EQ(preferences.getRefreshRate(), 0);
-  CameraPreferences copy(preferences);
-  copy.setRefreshRate(30);
-  copy.setColorSpace(ColorSpace::Y_8);
-  EXPECT_EQ(preferences.getRefreshRate(), 0);
-  EXPECT_EQ(copy.getColorSpace(), ColorSpace::Y_8);
-
-  EXPECT_EQ(CameraPreferences::defaultResolution, Resolution(0, 0));
-  EXPECT_EQ(CameraPreferences::defaultColorSpace, ColorSpace::UNKNOWN);
 }
 
 }  // namespace

@@ -154,6 +154,8 @@ bool attempt(Tally& tally, const char* what, Call call) {
     tally.refused("invalid_argument", error.what());
   } catch (const std::out_of_range& error) {
     tally.refused("out_of_range", error.what());
+  } catch (const std::domain_error& error) {
+    tally.refused("domain_error", error.what());
   } catch (const std::runtime_error& error) {
     tally.refused("runtime_error", error.what());
   } catch (const std::exception& error) {
