@@ -58,23 +58,20 @@ TEST(CameraBuilder, CatalogueDescribesEveryModel) {
   };
   for (const auto& m : models) {
     SCOPED_TRACE(m.backend + " " + m.model);
-    CameraInfo info;
+    CameraInfo info;  // what the caller set stays, except the real cameras' free text
     info.name = "cam";
     info.model = "keep";
     info.extra = "extra";
+    info.horizontalFlip = true;
     for (int round = 0; round < 2; ++round) {  // applied twice: the second changes nothing
       m.setup(info);
-      EXPECT_EQ(info.name, "cam");
-      EXPECT_EQ(info.backend, m.backend);
-      EXPECT_EQ(info.model, m.model);
-      EXPECT_EQ(info.extra, m.calibration.empty() ? "extra" : "");  // the real cameras clear it
+      EXPECT_EQ(std::tie(info.name, info.backend, info.model, info.extra, info.colorSpaces, info.frameRates,
+                         info.calibrationFiles, info.horizontalFlip, info.verticalFlip),
+                std::make_tuple("cam", m.backend, m.model, m.calibration.empty() ? "extra" : "",
+                                std::set<ColorSpace>{m.colorSpace}, m.frameRates, m.calibration, true, false));
       EXPECT_TRUE(info.resolutions == m.resolutions);
-      EXPECT_EQ(info.colorSpaces, std::set<ColorSpace>{m.colorSpace});
-      EXPECT_EQ(info.frameRates, m.frameRates);
-      EXPECT_EQ(info.fieldOfView.horizontal, m.fov.horizontal);
-      EXPECT_EQ(info.fieldOfView.vertical, m.fov.vertical);
-      EXPECT_FALSE(info.horizontalFlip || info.verticalFlip);
-      EXPECT_EQ(info.calibrationFiles, m.calibration);
+      EXPECT_EQ(std::make_pair(info.fieldOfView.horizontal, info.fieldOfView.vertical),
+                std::make_pair(m.fov.horizontal, m.fov.vertical));
     }
   }
 }
@@ -97,9 +94,10 @@ TEST(CameraBuilder, BuildsConfiguresAndReportsFailures) {
   info = CameraInfo();
   info.name = "stereo";
   CameraBuilder::setupVelaStereo(info);
-  const std::string unsupported = "Can't create camera backend,  model \"VelaStereo\" unsupported.";
+  // A real backend is not built here: the log names it, callers match the short text.
   expectFailure<std::invalid_argument>([&] { CameraBuilder::createCamera({}, info); }, "Camera not supported");
-  EXPECT_TRUE(capture.contains(2, kCategory, "createCamera", unsupported));
+  EXPECT_TRUE(capture.contains(2, kCategory, "createCamera",
+                               "Can't create camera backend,  model \"VelaStereo\" unsupported."));
   // An invalid field of view stops the configuration, yet the camera is registered.
   auto device = std::make_shared<VideoDevice>();
   info = CameraInfo();
@@ -116,7 +114,6 @@ TEST(CameraBuilder, BuildsConfiguresAndReportsFailures) {
   info.name = "late";
   info.fieldOfView = {1.0f, 0.75f};
   expectFailure<std::runtime_error>([&] { CameraBuilder{gone, info}; }, "Can't lock VideoDevice");
-  EXPECT_TRUE(capture.contains(1, kCategory, "CameraBuilder", "Can't create new camera: can't lock VideoDevice"));
 }
 
 TEST(CameraBuilder, BuiltCamerasServeOrRefuseBadInputWithStandardExceptions) {

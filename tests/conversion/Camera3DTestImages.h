@@ -1,13 +1,15 @@
 #pragma once
-// Builders and readers for 16-bit depth images, shared by the depth
-// conversion and depth simulator tests.
+// Builders and readers for 16-bit depth images, shared by the conversion and
+// depth simulator tests.
 
 #include <cstdint>
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 
+#include <gtest/gtest.h>
 #include <lumo/Clock.h>
 #include <videodevice/ImageBuffer.h>
 
@@ -50,6 +52,14 @@ inline float readFloat(const ImageBuffer& image, std::uint64_t index) {
   float value;
   std::memcpy(&value, image.getData() + index * 4, 4);
   return value;
+}
+
+// A converted output: resized, re-typed and stamped with the input's time and field of view.
+inline void expectPrepared(const ImageBuffer& o, const ImageBuffer& in, Resolution size, ColorSpace colorSpace) {
+  EXPECT_EQ(std::make_tuple(o.getResolution().width, o.getResolution().height, o.getColorSpace(), o.getTimeStamp(),
+                            o.getFieldOfView().horizontal, o.getFieldOfView().vertical),
+            std::make_tuple(size.width, size.height, colorSpace, in.getTimeStamp(), in.getFieldOfView().horizontal,
+                            in.getFieldOfView().vertical));
 }
 
 }  // namespace depth
