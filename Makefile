@@ -13,7 +13,13 @@ SAN_FLAGS := -DVIDEODEVICE_SANITIZE=$(SANITIZE)
 endif
 comma := ,
 
-.PHONY: all deps configure build test demo install clean
+# `make fuzz`: libFuzzer targets built with clang in their own folder, each run
+# FUZZ_SECONDS seconds on a scratch copy of its seed corpus in fuzz/corpus/.
+FUZZ_SECONDS ?= 60
+FUZZ_DIR ?= build-fuzz
+FUZZ_TARGETS ?= convert2d convert3d putimage device imagefile
+
+.PHONY: all deps configure build test soak demo install clean fuzz
 
 all: build
 
@@ -30,9 +36,24 @@ test: build
 	@cd $(BUILD_DIR) && TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp $(TSAN_OPTIONS)" \
 		ctest --output-on-failure -j $(JOBS) $(if $(TESTS),-R '$(TESTS)')
 
+# The concurrency soak for as long as asked, reporting every few seconds.
+SECONDS ?= 60
+soak: build
+	@TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp $(TSAN_OPTIONS)" \
+		$(BUILD_DIR)/tests/stress_soak --seconds $(SECONDS) --report-every 5
+
 demo: build
 	@$(BUILD_DIR)/tools/videodevice demo --out out/demo
 	@echo "Demo pictures are in out/demo/"
+
+# Only the library, lumo, the tool's picture loading and the fuzzers are built.
+fuzz: deps
+	@CXX=clang++ cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_CXX_COMPILER=clang++ \
+		-DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=OFF -DVIDEODEVICE_FUZZ=ON \
+		-DVIDEODEVICE_BUILD_TESTS=OFF -DVIDEODEVICE_BUILD_TOOLS=OFF \
+		-DVIDEODEVICE_BUILD_BENCH=OFF > /dev/null
+	@cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzzers
+	@./fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 install: build
 	@cmake --install $(BUILD_DIR) --prefix $(or $(PREFIX),install)

@@ -17,8 +17,6 @@ namespace videoDevice {
 
 namespace {
 
-const char* const defaultCameraAlias = "Default";
-
 // Asks the camera to accept the request, letting it correct the request in
 // place when it cannot serve it as it stands. `function` is the subscribe
 // operation the messages are logged for.
