@@ -217,4 +217,14 @@ inline void expectReadable(const ImageBuffer& image) {
   }
 }
 
+// Any time stamp, and a field of view of any bits (NaNs and infinities too).
+inline void stamp(FuzzedDataProvider& in, ImageBuffer& image) {
+  image.setTimeStamp(anyTimePoint(in));
+  const std::uint32_t bits[2] = {in.ConsumeIntegral<std::uint32_t>(),
+                                 in.ConsumeIntegral<std::uint32_t>()};
+  videoDevice::FieldOfView fieldOfView;
+  std::memcpy(&fieldOfView, bits, sizeof fieldOfView);
+  image.setFielOfView(fieldOfView);
+}
+
 }  // namespace fuzz

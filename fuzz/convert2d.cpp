@@ -62,15 +62,6 @@ Outcome predict(Resolution requested, ColorSpace requestedColorSpace, const fuzz
   return Outcome::Completed;
 }
 
-void stamp(FuzzedDataProvider& in, ImageBuffer& image) {
-  image.setTimeStamp(fuzz::anyTimePoint(in));
-  const std::uint32_t bits[2] = {in.ConsumeIntegral<std::uint32_t>(),
-                                 in.ConsumeIntegral<std::uint32_t>()};
-  FieldOfView fieldOfView;
-  std::memcpy(&fieldOfView, bits, sizeof fieldOfView);
-  image.setFielOfView(fieldOfView);
-}
-
 // A converter called on its own: a YUV 4:2:2 input and an output already of
 // the converter's colour space, of any sizes. It may convert all or part of
 // the image, but only inside both buffers.
@@ -120,7 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                   in.ConsumeIntegral<unsigned short>());
 
   const fuzz::Side input = fuzz::anyImage(in, "camera", inputSize, inputColorSpace);
-  if (input.buffer) stamp(in, *input.buffer);
+  if (input.buffer) fuzz::stamp(in, *input.buffer);
   const fuzz::Side output = fuzz::anyOutput(in, input, requested, requestedColorSpace);
 
   const Outcome expected = predict(requested, requestedColorSpace, input, output);

@@ -77,15 +77,6 @@ Outcome predict(Resolution requested, ColorSpace wanted, const fuzz::Side& input
   return Outcome::Completed;
 }
 
-void stamp(FuzzedDataProvider& in, ImageBuffer& image) {
-  image.setTimeStamp(fuzz::anyTimePoint(in));
-  const std::uint32_t bits[2] = {in.ConsumeIntegral<std::uint32_t>(),
-                                 in.ConsumeIntegral<std::uint32_t>()};
-  FieldOfView fieldOfView;
-  std::memcpy(&fieldOfView, bits, sizeof fieldOfView);
-  image.setFielOfView(fieldOfView);
-}
-
 // A converter called on its own. The depth converters are documented to
 // refuse any pair of buffers they cannot work on, so both sides are drawn
 // freely (pointers are never null here; the frame covers that).
@@ -153,7 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                   in.ConsumeIntegral<unsigned short>());
 
   const fuzz::Side input = fuzz::anyImage(in, "depth", inputSize, inputColorSpace);
-  if (input.buffer) stamp(in, *input.buffer);
+  if (input.buffer) fuzz::stamp(in, *input.buffer);
   const fuzz::Side output = fuzz::anyOutput(in, input, requested, requestedColorSpace);
   const cv::Mat table =
       requestedColorSpace == ColorSpace::DISTANCE_32 ? anyTable(in) : cv::Mat();
