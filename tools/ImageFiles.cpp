@@ -24,12 +24,34 @@ using videoDevice::Resolution;
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// Whether the file starts like a PNG or a JPEG picture. OpenCV tries every
+// decoder it was built with on whatever it is given, and some of the
+// third-party ones (medical and geographic formats) abort the process on a
+// forged header; only the two formats the tool documents reach a decoder.
+bool looksLikePngOrJpeg(const std::string& path) {
+  static const unsigned char png[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+  static const unsigned char jpeg[] = {0xFF, 0xD8, 0xFF};
+  unsigned char head[sizeof png] = {};
+  std::ifstream file(path, std::ios::binary);
+  file.read(reinterpret_cast<char*>(head), sizeof head);
+  const auto got = static_cast<std::size_t>(file.gcount());
+  return (got >= sizeof png && std::memcmp(head, png, sizeof png) == 0) ||
+         (got >= sizeof jpeg && std::memcmp(head, jpeg, sizeof jpeg) == 0);
+}
+
+}  // namespace
+
 InputPicture readInputPicture(const std::string& path, bool sixteenBitAsInfrared) {
   std::error_code error;
   if (!fs::is_regular_file(path, error)) {
     throw ToolError("cannot read \"" + path + "\": no such file");
   }
   cv::Mat picture;
+  if (!looksLikePngOrJpeg(path)) {
+    throw ToolError("cannot read \"" + path + "\": not a picture this tool can decode");
+  }
   try {
     picture = cv::imread(path, cv::IMREAD_UNCHANGED);
   } catch (const cv::Exception&) {
