@@ -89,18 +89,21 @@ void unlock(std::mutex& mutex, const std::shared_ptr<ImageBuffer>& buffer) {
 }
 
 // Keeps the newest candidate of a pool when it is fresh enough for the
-// request; otherwise gives its hold back and reports `missing` (a trace, not
-// an error: the caller grabs or converts anew).
+// request; otherwise gives its hold back and reports the camera name followed
+// by `missingText` (a trace, not an error: the caller grabs or converts anew).
 std::shared_ptr<const ImageBuffer> acceptIfFresh(const std::shared_ptr<ImageBuffer>& buffer,
                                                  std::mutex& poolMutex,
                                                  const lumo::Clock::time_point& timePoint,
                                                  unsigned short refreshRate,
-                                                 const std::string& missing,
+                                                 const std::string& cameraName,
+                                                 const char* missingText,
                                                  const char* function) {
   if (buffer) {
     if (isFreshEnough(timePoint, *buffer, refreshRate)) return buffer;
     unlock(poolMutex, buffer);
   }
+  // Built only on a miss: a fresh buffer, the usual answer, costs no string.
+  const std::string missing = cameraName + missingText;
   LUMO_LOG_AS(5, function) << missing;
   throw std::runtime_error(missing);
 }
@@ -257,14 +260,14 @@ std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidRawBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
   return acceptIfFresh(_lockTheNewestRawBufferForReading(timePoint, preferences), _rawBuffersMutex,
                        timePoint, preferences.getRefreshRate(),
-                       _name + ": no valid raw buffer available.", __func__);
+                       _name, ": no valid raw buffer available.", __func__);
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
   return acceptIfFresh(_lockTheNewestBufferForReading(timePoint, preferences), _buffersMutex,
                        timePoint, preferences.getRefreshRate(),
-                       _name + ": no raw buffer available.", __func__);
+                       _name, ": no raw buffer available.", __func__);
 }
 
 // --- requests (camera mutex held) ---------------------------------------------------
