@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <sstream>
@@ -25,19 +26,19 @@ using videoDevice::VideoDevice;
 
 using Setup = void (*)(CameraInfo&);
 
-// The simulated models of the catalogue.
-inline const std::vector<Setup>& models2D() {
-  static const std::vector<Setup> setups = {
+// Any simulated model of the catalogue, 2D or depth.
+inline Setup any2DModel(FuzzedDataProvider& in) {
+  static const Setup setups[] = {
       &CameraBuilder::setupSimulatorMT9M114, &CameraBuilder::setupSimulatorOV5640,
       &CameraBuilder::setupSimulatorLIOV5640, &CameraBuilder::setupSimulatorLIOV4689};
-  return setups;
+  return setups[in.ConsumeIntegralInRange<std::size_t>(0, std::size(setups) - 1)];
 }
 
-inline const std::vector<Setup>& models3D() {
-  static const std::vector<Setup> setups = {&CameraBuilder::setupSimulatorVelaStereo,
-                                            &CameraBuilder::setupSimulatorXTION,
-                                            &CameraBuilder::setupSimulatorQuillStereo};
-  return setups;
+inline Setup anyDepthModel(FuzzedDataProvider& in) {
+  static const Setup setups[] = {&CameraBuilder::setupSimulatorVelaStereo,
+                                 &CameraBuilder::setupSimulatorXTION,
+                                 &CameraBuilder::setupSimulatorQuillStereo};
+  return setups[in.ConsumeIntegralInRange<std::size_t>(0, std::size(setups) - 1)];
 }
 
 // CameraBase keeps its pools protected, for backends and tests. A pointer to

@@ -61,18 +61,11 @@ void push(FuzzedDataProvider& in, fuzz::Session& session) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::quietLog();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzedDataProvider in(data, size);
-  const auto& models2D = fuzz::models2D();
-  const auto& models3D = fuzz::models3D();
   fuzz::Session session(
-      {{"front", models2D[in.ConsumeIntegralInRange<std::size_t>(0, models2D.size() - 1)]},
-       {"depth", models3D[in.ConsumeIntegralInRange<std::size_t>(0, models3D.size() - 1)]}});
+      {{"front", fuzz::any2DModel(in)},
+       {"depth", fuzz::anyDepthModel(in)}});
 
   for (int step = 0; step < 64 && in.remaining_bytes() > 0; ++step) {
     switch (in.ConsumeIntegralInRange<int>(0, 9)) {
