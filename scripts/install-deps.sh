@@ -9,6 +9,8 @@ packages=(
   libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev
+  # The conversion kernels: portable SIMD with run-time CPU dispatch.
+  libhwy-dev
   # `make fuzz`: clang and its runtime libraries (libFuzzer, the sanitizers).
   clang libclang-rt-dev
 )

@@ -70,10 +70,5 @@ RowLayout pairLayout(const ImageBuffer& input, const ImageBuffer& output, std::u
 void convertRows(const ImageBuffer& input, ImageBuffer& output, const RowLayout& layout,
                  std::uint64_t factor, RowFunction row);
 
-// Fixed-point helpers shared by the colour and the hue converters.
-inline std::uint8_t clampByte(int value) {
-  return value < 0 ? 0 : (value > 255 ? 255 : static_cast<std::uint8_t>(value));
-}
-
 }  // namespace conversion
 }  // namespace videoDevice
