@@ -19,7 +19,7 @@ FUZZ_SECONDS ?= 60
 FUZZ_DIR ?= build-fuzz
 FUZZ_TARGETS ?= convert2d convert3d putimage device imagefile
 
-.PHONY: all deps configure build test soak demo install clean fuzz
+.PHONY: all deps configure build test soak demo install clean fuzz bench
 
 all: build
 
@@ -54,6 +54,19 @@ fuzz: deps
 		-DVIDEODEVICE_BUILD_BENCH=OFF > /dev/null
 	@cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzzers
 	@./fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
+# `make bench`: the benchmark program alone, optimised, in its own folder (so
+# the test folders are never rebuilt), run once on one thread; it writes the
+# performance table and prints its path. BENCH_ARGS passes Google Benchmark
+# flags, e.g. BENCH_ARGS=--benchmark_filter=e2e.
+BENCH_DIR ?= build-bench
+BENCH_TABLE ?= $(CURDIR)/out/bench/performance.md
+BENCH_ARGS ?=
+bench: deps
+	@cmake -S . -B $(BENCH_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release \
+		-DVIDEODEVICE_BUILD_TESTS=OFF -DVIDEODEVICE_BUILD_TOOLS=OFF > /dev/null
+	@cmake --build $(BENCH_DIR) -j $(JOBS) --target videodevice_bench
+	@$(BENCH_DIR)/bench/videodevice_bench --table=$(BENCH_TABLE) $(BENCH_ARGS)
 
 install: build
 	@cmake --install $(BUILD_DIR) --prefix $(or $(PREFIX),install)

@@ -8,6 +8,8 @@ packages=(
   libboost-dev
   libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  # `make bench` only: libyuv is a reference point, never used by the library.
+  libyuv-dev
   libcli11-dev
   # The conversion kernels: portable SIMD with run-time CPU dispatch.
   libhwy-dev
