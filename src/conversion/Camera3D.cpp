@@ -10,6 +10,8 @@
 #include <lumo/Log.h>
 #include <opencv2/imgproc.hpp>
 
+#include "conversion/RowKernels.h"
+
 LUMO_LOG_CATEGORY("vision.videodevice.camera3d")
 
 namespace videoDevice {
@@ -20,10 +22,6 @@ std::uint16_t loadDepth(const unsigned char* pixel) {
   std::uint16_t depth;
   std::memcpy(&depth, pixel, sizeof depth);
   return depth;
-}
-
-void storeDepth(unsigned char* pixel, std::uint16_t depth) {
-  std::memcpy(pixel, &depth, sizeof depth);
 }
 
 void storeFloat(unsigned char* slot, float value) { std::memcpy(slot, &value, sizeof value); }
@@ -65,26 +63,63 @@ bool checkBuffers(const char* operation, const Camera3D::Input& input,
   return true;
 }
 
-// The one sub-sampling loop shared by the per-pixel converters: output pixel x
-// of row r comes from input pixel x * f of input row r * f, f being the ratio
-// of the widths. convert3DImage guarantees both indices stay inside the input;
-// for direct callers they are clamped to its last row and column.
-template <typename Kernel>
-void forEachSampledPixel(const Camera3D::Input& input, const Camera3D::Output& output,
-                         std::uint64_t outputBytesPerPixel, Kernel kernel) {
+// The one sub-sampling loop shared by the converters: output pixel x of row r
+// comes from input pixel x * f of input row r * f, f being the ratio of the
+// widths. Calls row(source, destination, width, f, r) for each output row,
+// source pointing at the input row to sample. convert3DImage guarantees both
+// indices stay inside the input; for direct callers the row is clamped to the
+// input's last one. Columns need no clamp: x * f < in.width whenever f >= 1,
+// and with f = 0 (an output wider than the input) every pixel reads column 0.
+template <typename Row>
+void forEachSampledRow(const Camera3D::Input& input, const Camera3D::Output& output,
+                       std::uint64_t outputBytesPerPixel, Row row) {
   const Resolution in = input->getResolution();
   const Resolution out = output->getResolution();
   const std::uint64_t factor = in.width / out.width;
   const unsigned char* source = input->getData();
   unsigned char* destination = output->getData();
-  for (std::uint64_t row = 0; row < out.height; ++row) {
-    const unsigned char* sourceRow = source + std::min(row * factor, in.height - 1) * in.width * 2;
-    unsigned char* destinationRow = destination + row * out.width * outputBytesPerPixel;
-    for (std::uint64_t x = 0; x < out.width; ++x) {
-      const std::uint64_t column = std::min(x * factor, in.width - 1);
-      kernel(loadDepth(sourceRow + column * 2), destinationRow + x * outputBytesPerPixel, x, row);
-    }
+  for (std::uint64_t r = 0; r < out.height; ++r) {
+    row(source + std::min(r * factor, in.height - 1) * in.width * 2,
+        destination + r * out.width * outputBytesPerPixel, out.width, factor, r);
   }
+}
+
+// The size and fields of view that turn (column, row, depth) into a point.
+conversion::PointFrame pointFrame(const ImageBuffer& points) {
+  const FieldOfView fieldOfView = points.getFieldOfView();
+  const Resolution size = points.getResolution();
+  return conversion::PointFrame{static_cast<float>(size.width), static_cast<float>(size.height),
+                                2.0f * std::tan(fieldOfView.horizontal / 2.0f),
+                                2.0f * std::tan(fieldOfView.vertical / 2.0f)};
+}
+
+// convertDepth16toIJZ then convertProjectiveToRealWorld in one pass over the
+// output, giving the same floats: the second step only reads back what the
+// first wrote. Same checks and messages as convertDepth16toIJZ, after which
+// the second step has nothing left to refuse.
+void convertDepth16toPoints(const Camera3D::Input& input, const Camera3D::Output& output) {
+  if (!checkBuffers("convertDepth16toIJZ", input, output, 12)) return;
+  const conversion::PointFrame frame = pointFrame(*output);
+  const conversion::PointRow points = conversion::kernels().depth.points;
+  forEachSampledRow(input, output, 12,
+                    [&](const unsigned char* source, unsigned char* destination, std::uint64_t width,
+                        std::uint64_t factor, std::uint64_t row) {
+                      points(source, destination, width, factor, 0, row, frame);
+                    });
+}
+
+// Whether OpenCV's nearest-neighbour resize of `in` to `out` samples input
+// pixel (x * f, y * f) for output pixel (x, y), f = in.width / out.width, as
+// forEachSampledRow does. OpenCV maps x to floor(x * (1 / (out / in))) in
+// doubles: that is x * f exactly when both sides shrink by the whole factor f
+// and the reciprocal comes back as f, true of the small factors cameras use
+// but not of all (93 comes back just below, so column 1 would be 92).
+bool resizeSamples(const Resolution& in, const Resolution& out) {
+  const std::uint64_t factor = in.width / out.width;
+  if (factor == 0 || in.width != factor * out.width || in.height != factor * out.height) return false;
+  const double whole = static_cast<double>(factor);
+  return 1.0 / (static_cast<double>(out.width) / static_cast<double>(in.width)) == whole &&
+         1.0 / (static_cast<double>(out.height) / static_cast<double>(in.height)) == whole;
 }
 
 }  // namespace
@@ -192,8 +227,7 @@ void Camera3D::convert3DImage(const CameraPreferences& requested, const Input& i
       convertDepth16toRGB888(input, output);
       break;
     case ColorSpace::XYZ_323232:
-      convertDepth16toIJZ(input, output);
-      convertProjectiveToRealWorld(output);
+      convertDepth16toPoints(input, output);
       break;
     case ColorSpace::DISTANCE_32:
       convertDepth16toDistance(input, output, distanceTable);
@@ -214,6 +248,22 @@ void Camera3D::convertDepth16toDepth16(const Input& input, const Output& output)
               lumo::log::concat(input->getCameraName(), ": ", __func__, "(): ", *input,
                                 " cannot be converted into ", *output, "."));
   }
+  // Whole factors, the sizes a depth camera serves, need neither OpenCV's
+  // column table (allocated per call for wide frames) nor its threads: one
+  // copy of the whole frame at factor 1, rows of sampled pixels otherwise.
+  const Resolution size = output->getResolution();
+  if (input->getResolution() == size) {
+    // memmove: two buffers handed the same memory (setData) stay defined.
+    std::memmove(output->getData(), input->getData(), size.width * size.height * 2);
+    return;
+  }
+  if (resizeSamples(input->getResolution(), size)) {
+    const conversion::DepthRow sampled = conversion::kernels().depth.depth16;
+    forEachSampledRow(input, output, 2,
+                      [&](const unsigned char* source, unsigned char* destination, std::uint64_t width,
+                          std::uint64_t factor, std::uint64_t) { sampled(source, destination, width, factor); });
+    return;
+  }
   try {
     cv::resize(source, destination, destination.size(), 0, 0, cv::INTER_NEAREST);
   } catch (const cv::Exception&) {
@@ -226,49 +276,32 @@ void Camera3D::convertDepth16toDepth16(const Input& input, const Output& output)
 
 void Camera3D::convertDepth16toRGB888(const Input& input, const Output& output) {
   if (!checkBuffers(__func__, input, output, 3)) return;
-  forEachSampledPixel(input, output, 3,
-                      [](std::uint16_t depth, unsigned char* rgb, std::uint64_t, std::uint64_t) {
-                        if (depth == 0) {
-                          rgb[0] = rgb[1] = rgb[2] = 0;
-                          return;
-                        }
-                        // Single precision on purpose: the ramp is defined in floats.
-                        const float t = std::min(depth / 4095.0f, 1.0f) - 0.12f;
-                        if (t < 0.0f) {
-                          rgb[0] = rgb[1] = rgb[2] = 85;
-                          return;
-                        }
-                        const float s = t * 1.1363636f;
-                        const float u = 1.0f - s;
-                        const float a = u * u * u;
-                        // Through int: a product that rounds a hair below zero
-                        // must truncate to 0, not convert out of range.
-                        rgb[0] = static_cast<unsigned char>(static_cast<int>(a * 255.0f));
-                        rgb[1] =
-                            static_cast<unsigned char>(static_cast<int>((1.0f - (s * s + a)) * 255.0f));
-                        rgb[2] = static_cast<unsigned char>(static_cast<int>(s * s * 255.0f));
-                      });
+  const conversion::DepthRow ramp = conversion::kernels().depth.rgb888;
+  forEachSampledRow(input, output, 3,
+                    [&](const unsigned char* source, unsigned char* destination, std::uint64_t width,
+                        std::uint64_t factor, std::uint64_t) { ramp(source, destination, width, factor); });
 }
 
 void Camera3D::convertDepth16toYuv(const Input& input, const Output& output) {
   if (!checkBuffers(__func__, input, output, 1)) return;
-  forEachSampledPixel(input, output, 1,
-                      [](std::uint16_t depth, unsigned char* grey, std::uint64_t, std::uint64_t) {
-                        // Depths beyond 4495 wrap around on purpose.
-                        const int shifted = std::max(static_cast<int>(depth) - 400, 0) >> 4;
-                        *grey = static_cast<unsigned char>(shifted & 0xFF);
-                      });
+  const conversion::DepthRow grey = conversion::kernels().depth.grey;
+  forEachSampledRow(input, output, 1,
+                    [&](const unsigned char* source, unsigned char* destination, std::uint64_t width,
+                        std::uint64_t factor, std::uint64_t) { grey(source, destination, width, factor); });
 }
 
 void Camera3D::convertDepth16toIJZ(const Input& input, const Output& output) {
   if (!checkBuffers(__func__, input, output, 12)) return;
-  forEachSampledPixel(
-      input, output, 12,
-      [](std::uint16_t depth, unsigned char* point, std::uint64_t x, std::uint64_t row) {
-        storeFloat(point, static_cast<float>(x));
-        storeFloat(point + 4, static_cast<float>(row));
-        storeFloat(point + 8, static_cast<float>(depth));
-      });
+  forEachSampledRow(input, output, 12,
+                    [](const unsigned char* source, unsigned char* destination, std::uint64_t width,
+                       std::uint64_t factor, std::uint64_t row) {
+                      for (std::uint64_t x = 0; x < width; ++x) {
+                        unsigned char* point = destination + x * 12;
+                        storeFloat(point, static_cast<float>(x));
+                        storeFloat(point + 4, static_cast<float>(row));
+                        storeFloat(point + 8, static_cast<float>(loadDepth(source + x * factor * 2)));
+                      }
+                    });
 }
 
 void Camera3D::convertProjectiveToRealWorld(const Output& output) {
@@ -284,11 +317,7 @@ void Camera3D::convertProjectiveToRealWorld(const Output& output) {
               lumo::log::concat(output->getCameraName(), ": ", __func__, "(): ", *output,
                                 " does not hold 3D points."));
   }
-  const FieldOfView fieldOfView = output->getFieldOfView();
-  const float twiceH = 2.0f * std::tan(fieldOfView.horizontal / 2.0f);
-  const float twiceV = 2.0f * std::tan(fieldOfView.vertical / 2.0f);
-  const float width = static_cast<float>(size.width);
-  const float height = static_cast<float>(size.height);
+  const conversion::PointFrame frame = pointFrame(*output);
   const std::uint64_t count = size.width * size.height;
   for (std::uint64_t p = 0; p < count; ++p) {
     unsigned char* point = points + p * 12;
@@ -297,8 +326,8 @@ void Camera3D::convertProjectiveToRealWorld(const Output& output) {
     const float z = loadFloat(point + 8);
     // Depth along the optical axis, then left of the centre, then upwards.
     storeFloat(point, z);
-    storeFloat(point + 4, -((i / width - 0.5f) * z * twiceH));
-    storeFloat(point + 8, (0.5f - j / height) * z * twiceV);
+    storeFloat(point + 4, -((i / frame.width - 0.5f) * z * frame.twiceH));
+    storeFloat(point + 8, (0.5f - j / frame.height) * z * frame.twiceV);
   }
 }
 
@@ -322,18 +351,15 @@ void Camera3D::convertDepth16toDistance(const Input& input, const Output& output
   // last column.
   const std::uint64_t lastTableRow = static_cast<std::uint64_t>(distanceTable.rows) - 1;
   const std::uint64_t lastTableColumn = static_cast<std::uint64_t>(distanceTable.cols) - 1;
-  forEachSampledPixel(
-      input, output, 2,
-      [&](std::uint16_t depth, unsigned char* distanceSlot, std::uint64_t x, std::uint64_t row) {
-        const float* factors = distanceTable.ptr<float>(static_cast<int>(std::min(row, lastTableRow)));
-        const float factor = factors[std::min(x * tableStep, lastTableColumn)];
-        const float distance = static_cast<float>(depth) * factor + 0.5f;
-        // Keep the integer part modulo 2^16 like any store into 16 bits;
-        // NaN and values no integer can hold give 0.
-        const std::int64_t whole =
-            (distance > -9.0e18f && distance < 9.0e18f) ? static_cast<std::int64_t>(distance) : 0;
-        storeDepth(distanceSlot, static_cast<std::uint16_t>(whole));
-      });
+  const conversion::DistanceRow distances = conversion::kernels().depth.distance;
+  forEachSampledRow(input, output, 2,
+                    [&](const unsigned char* source, unsigned char* destination, std::uint64_t width,
+                        std::uint64_t factor, std::uint64_t row) {
+                      const float* factors =
+                          distanceTable.ptr<float>(static_cast<int>(std::min(row, lastTableRow)));
+                      distances(source, destination, width, factor, 0,
+                                conversion::FactorRow{factors, tableStep, lastTableColumn});
+                    });
 }
 
 }  // namespace videoDevice

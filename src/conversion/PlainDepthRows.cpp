@@ -1,9 +1,15 @@
-// The reference rows of the depth visualisations.
+// The reference rows of the depth converters: visualisations, sampled
+// copies, corrected distances and 3D points.
+//
+// Built with -ffp-contract=off (src/CMakeLists.txt): the float formulas here
+// are the reference, one rounding per operation as written, on every
+// architecture, and the fast rows are held to exactly that.
 
 #include <algorithm>
 #include <cstring>
 
 #include "conversion/PlainRows.h"
+#include "conversion/RowKernels.h"
 
 namespace videoDevice {
 namespace conversion {
@@ -15,6 +21,17 @@ std::uint16_t loadDepth(const std::uint8_t* pixel) {
   std::uint16_t depth;
   std::memcpy(&depth, pixel, sizeof depth);
   return depth;
+}
+
+void storeFloat(std::uint8_t* slot, float value) { std::memcpy(slot, &value, sizeof value); }
+
+std::uint16_t distance(std::uint16_t depth, float factor) {
+  const float corrected = static_cast<float>(depth) * factor + 0.5f;
+  // Keep the integer part modulo 2^16 like any store into 16 bits; NaN and
+  // values no integer can hold give 0.
+  const std::int64_t whole =
+      (corrected > -9.0e18f && corrected < 9.0e18f) ? static_cast<std::int64_t>(corrected) : 0;
+  return static_cast<std::uint16_t>(whole);
 }
 
 }  // namespace
@@ -54,6 +71,36 @@ void depthRgb888Row(const std::uint8_t* in, std::uint8_t* out, std::size_t count
 void depthGreyRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
                   std::size_t factor) {
   for (std::size_t x = 0; x < count; ++x) out[x] = depthGrey(loadDepth(in + 2 * x * factor));
+}
+
+void depth16Row(const std::uint8_t* in, std::uint8_t* out, std::size_t count, std::size_t factor) {
+  for (std::size_t x = 0; x < count; ++x) std::memcpy(out + 2 * x, in + 2 * x * factor, 2);
+}
+
+void depthDistanceRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
+                      std::size_t factor, std::size_t column, const FactorRow& factors) {
+  for (std::size_t x = 0; x < count; ++x) {
+    const float f = factors.factors[std::min((column + x) * factors.step, factors.last)];
+    const std::uint16_t d = distance(loadDepth(in + 2 * x * factor), f);
+    std::memcpy(out + 2 * x, &d, sizeof d);
+  }
+}
+
+// Exactly what convertDepth16toIJZ writes and convertProjectiveToRealWorld
+// then makes of it: depth along the optical axis, then left of the centre,
+// then upwards.
+void depthPointsRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
+                    std::size_t factor, std::size_t column, std::size_t row,
+                    const PointFrame& frame) {
+  const float j = static_cast<float>(static_cast<std::uint64_t>(row));
+  for (std::size_t x = 0; x < count; ++x) {
+    const float i = static_cast<float>(static_cast<std::uint64_t>(column + x));
+    const float z = static_cast<float>(loadDepth(in + 2 * x * factor));
+    std::uint8_t* point = out + 12 * x;
+    storeFloat(point, z);
+    storeFloat(point + 4, -((i / frame.width - 0.5f) * z * frame.twiceH));
+    storeFloat(point + 8, (0.5f - j / frame.height) * z * frame.twiceV);
+  }
 }
 
 }  // namespace plain

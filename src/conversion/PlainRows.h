@@ -7,6 +7,10 @@
 
 namespace videoDevice {
 namespace conversion {
+
+struct FactorRow;
+struct PointFrame;
+
 namespace plain {
 
 #define VIDEODEVICE_ROW(name) \
@@ -47,6 +51,14 @@ void hueColour(std::uint8_t h, std::uint8_t* bgr);
 // The depth colour ramp (red, green, blue) and grey of one depth.
 void depthRampColour(std::uint16_t depth, std::uint8_t* rgb);
 std::uint8_t depthGrey(std::uint16_t depth);
+
+// The depth rows with frame arguments (see RowKernels.h), and the sampled copy.
+void depth16Row(const std::uint8_t* in, std::uint8_t* out, std::size_t count, std::size_t factor);
+void depthDistanceRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
+                      std::size_t factor, std::size_t column, const FactorRow& factors);
+void depthPointsRow(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
+                    std::size_t factor, std::size_t column, std::size_t row,
+                    const PointFrame& frame);
 
 }  // namespace plain
 }  // namespace conversion

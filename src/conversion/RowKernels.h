@@ -31,9 +31,34 @@ struct Rows2D {
 using DepthRow = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
                           std::size_t factor);
 
+// The rows below also need to know where they are in the frame: `column` is
+// the output column of their first pixel (`in` and `out` already point at it).
+
+// Where a distance row finds its per-pixel factors: the pixel in output column
+// c reads factors[min(c x step, last)] (see Camera3D::convertDepth16toDistance).
+struct FactorRow {
+  const float* factors;
+  std::size_t step;
+  std::size_t last;
+};
+using DistanceRow = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
+                             std::size_t factor, std::size_t column, const FactorRow& factors);
+
+// What turns (column, row, depth) into a 3D point: the output size and twice
+// the tangents of the half fields of view (Camera3D::convertProjectiveToRealWorld).
+struct PointFrame {
+  float width, height, twiceH, twiceV;
+};
+using PointRow = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t count,
+                          std::size_t factor, std::size_t column, std::size_t row,
+                          const PointFrame& frame);
+
 struct DepthRows {
-  DepthRow rgb888;  // the colour ramp, 3 bytes per pixel
-  DepthRow grey;    // Y_8 and the single channels, 1 byte per pixel
+  DepthRow rgb888;       // the colour ramp, 3 bytes per pixel
+  DepthRow grey;         // Y_8 and the single channels, 1 byte per pixel
+  DepthRow depth16;      // the sampled depths themselves, 2 bytes per pixel
+  DistanceRow distance;  // 16-bit corrected distances, 2 bytes per pixel
+  PointRow points;       // XYZ_323232: three floats per pixel
 };
 
 struct Kernels {

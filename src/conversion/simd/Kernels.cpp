@@ -33,7 +33,7 @@ const Kernels* TargetKernels() {
       Rows2D{Rgb888Row, Bgr888Row, R8Row, G8Row, B8Row, FullRedRow, FullGreenRow, FullBlueRow,
              Y8Row, U8Row, V8Row, Yuv422Row, Yuv888Row, YyCbCrRow, H8Row, S8Row, Hsy888Row,
              HsMixed888Row, H2RgbRow},
-      DepthRows{DepthRgb888Row, DepthGreyRow}};
+      DepthRows{DepthRgb888Row, DepthGreyRow, Depth16Row, DepthDistanceRow, DepthPointsRow}};
   return &compiled;
 }
 
@@ -63,7 +63,8 @@ const Kernels& plainKernels() {
              plain::u8Row, plain::v8Row, plain::yuv422Row, plain::yuv888Row, plain::yyCbCrRow,
              plain::h8Row, plain::s8Row, plain::hsy888Row, plain::hsMixed888Row,
              plain::h2RgbRow},
-      DepthRows{plain::depthRgb888Row, plain::depthGreyRow}};
+      DepthRows{plain::depthRgb888Row, plain::depthGreyRow, plain::depth16Row,
+                plain::depthDistanceRow, plain::depthPointsRow}};
   return reference;
 }
 
