@@ -73,6 +73,33 @@ TEST(Log, CategoryVerbosityOverridesTheGlobalOne) {
   EXPECT_EQ(lumo::log::verbosity(), 4);
 }
 
+TEST(Log, CategoryObjectsFollowSettingsMadeBeforeAndAfterThem) {
+  LogCapture capture;
+  lumo::log::setVerbosity(3);
+  lumo::log::setCategoryVerbosity("test.configuredFirst", 5);
+  const lumo::log::Category configuredFirst("test.configuredFirst");
+  const lumo::log::Category configuredLater("test.configuredLater");
+  EXPECT_TRUE(configuredFirst.isEnabled(5));
+  EXPECT_FALSE(configuredLater.isEnabled(4));
+
+  lumo::log::setCategoryVerbosity("test.configuredLater", 4);
+  EXPECT_TRUE(configuredLater.isEnabled(4));
+  EXPECT_FALSE(configuredLater.isEnabled(5));
+  lumo::log::setCategoryVerbosity("test.configuredLater", -1);  // follows the global one again
+  EXPECT_FALSE(configuredLater.isEnabled(4));
+  EXPECT_TRUE(configuredLater.isEnabled(3));
+
+  // This file's own category, through the macro, and the query by name agree.
+  lumo::log::setCategoryVerbosity("test.lumo", 1);
+  LUMO_LOG(2) << "dropped";
+  EXPECT_FALSE(lumo::log::isEnabled(2, "test.lumo"));
+  lumo::log::setVerbosity(2);  // every category, configured ones included
+  LUMO_LOG(2) << "kept";
+  LUMO_LOG_TO(configuredFirst, 3, "op") << "dropped";
+  EXPECT_FALSE(configuredFirst.isEnabled(3));
+  EXPECT_EQ(capture.messages(), std::vector<std::string>{"kept"});
+}
+
 TEST(Log, SetHandlerReturnsThePreviousOne) {
   std::vector<std::string> first;
   std::vector<std::string> second;
