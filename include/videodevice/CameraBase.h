@@ -212,6 +212,8 @@ class CameraBase : public Camera {
       const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences);
   std::shared_ptr<ImageBuffer> _lockTheNewestBufferForReading(
       const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences);
+  // The newest pool buffer fresh enough for the request, held for reading;
+  // null when there is none (a miss is routine, not an error).
   std::shared_ptr<const ImageBuffer> _getTheNewestValidRawBuffer(
       const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences);
   std::shared_ptr<const ImageBuffer> _getTheNewestValidBuffer(
@@ -223,12 +225,17 @@ class CameraBase : public Camera {
   std::shared_ptr<const ImageBuffer> _getDirectRawImageBuffer(
       const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences);
   void _releaseImageBuffer(const std::shared_ptr<const ImageBuffer>& buffer);
-  // The grab both raw streams share: counts the attempt on `failures`,
-  // restarts the device on the fifth failed attempt in a row (logged under
-  // `operation`), starts it, and fills a free raw buffer with `fill`.
-  std::shared_ptr<const ImageBuffer> _grabRawBuffer(
-      const CameraPreferences& preferences, std::int32_t& failures, const char* operation,
-      const std::function<void(const std::shared_ptr<ImageBuffer>&)>& fill);
+  // The grab both raw streams share: counts the attempt on the stream's
+  // failure count, restarts the device on the fifth failed attempt in a row
+  // (logged under the stream's fetch operation), starts it, and fills a free
+  // raw buffer from _getDeviceRawImage or, for the extra stream,
+  // _getDeviceExtraRawImage.
+  std::shared_ptr<const ImageBuffer> _grabRawBuffer(const lumo::Clock::time_point& timePoint,
+                                                    const CameraPreferences& preferences,
+                                                    bool extraStream);
+  // The request a raw fetch is served at: the smallest natively supported
+  // size and the first colour space, at the caller's rate.
+  CameraPreferences _rawRequest(const CameraPreferences& preferences) const;
 
   // --- members, in declaration order -----------------------------------------
   std::weak_ptr<VideoDevice> _videoDevice;

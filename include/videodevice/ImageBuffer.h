@@ -56,7 +56,7 @@ class ImageBuffer {
   void setFielOfView(FieldOfView fieldOfView) { _fieldOfView = fieldOfView; }
   FieldOfView getFieldOfView() const { return _fieldOfView; }
   void setCameraName(std::string cameraName) { _cameraName = std::move(cameraName); }
-  std::string getCameraName() const { return _cameraName; }
+  const std::string& getCameraName() const { return _cameraName; }
 
   // Byte size of the current image (not of the allocated block).
   std::uint64_t getSize() const;

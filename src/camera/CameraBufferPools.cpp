@@ -6,6 +6,11 @@
 // outside the camera mutex (the shrinking ones, called when a subscriber
 // leaves or changes its request) look at useCount before anything else: the
 // description of a held buffer may be rewritten by a converter meanwhile.
+//
+// A fetch of a new frame misses in the pools as a matter of course (nothing
+// is fresh enough yet, so a frame is grabbed and converted): the searches
+// answer a miss with a null buffer, and the steady path neither throws nor
+// allocates.
 
 #include <cstdint>
 #include <new>
@@ -21,7 +26,9 @@ LUMO_LOG_CATEGORY("vision.videodevice.camera")
 
 namespace videoDevice {
 
+using detail::firstOf;
 using detail::lastOf;
+using detail::requireSupported;
 
 namespace {
 
@@ -89,43 +96,64 @@ void unlock(std::mutex& mutex, const std::shared_ptr<ImageBuffer>& buffer) {
 }
 
 // Keeps the newest candidate of a pool when it is fresh enough for the
-// request; otherwise gives its hold back and reports the camera name followed
-// by `missingText` (a trace, not an error: the caller grabs or converts anew).
-std::shared_ptr<const ImageBuffer> acceptIfFresh(const std::shared_ptr<ImageBuffer>& buffer,
-                                                 std::mutex& poolMutex,
-                                                 const lumo::Clock::time_point& timePoint,
-                                                 unsigned short refreshRate,
-                                                 const std::string& cameraName,
-                                                 const char* missingText,
-                                                 const char* function) {
+// request; otherwise gives its hold back, traces the camera name followed by
+// `missingText` and answers null (the caller grabs or converts anew).
+std::shared_ptr<const ImageBuffer> keepIfFresh(std::shared_ptr<ImageBuffer> buffer,
+                                               std::mutex& poolMutex,
+                                               const lumo::Clock::time_point& timePoint,
+                                               unsigned short refreshRate,
+                                               const std::string& cameraName,
+                                               const char* missingText, const char* function) {
   if (buffer) {
     if (isFreshEnough(timePoint, *buffer, refreshRate)) return buffer;
     unlock(poolMutex, buffer);
   }
-  // Built only on a miss: a fresh buffer, the usual answer, costs no string.
-  const std::string missing = cameraName + missingText;
-  LUMO_LOG_AS(5, function) << missing;
-  throw std::runtime_error(missing);
+  LUMO_LOG_AS(5, function) << cameraName << missingText;
+  return nullptr;
+}
+
+// Runs a pool search; a backend hook that fails during it (the raw colour
+// space of a request, say) is a miss like any other, so the caller still
+// grabs or converts anew.
+template <typename Search>
+std::shared_ptr<const ImageBuffer> searchOrMiss(Search search) {
+  try {
+    return search();
+  } catch (const std::exception&) {
+    return nullptr;
+  }
 }
 
 }  // namespace
 
 // --- public image requests -------------------------------------------------------
 
+// Raw requests are served at the camera's default request (what
+// buildDefaultPreferences makes) with the caller's rate, built here on the
+// stack rather than in a shared object. Its checks come in the order they
+// have always failed in, the frame rates first.
+CameraPreferences CameraBase::_rawRequest(const CameraPreferences& preferences) const {
+  const char* const function = "buildDefaultPreferences";
+  requireSupported(_supportedFrameRates, lumoLogCategory, _name, "frame rates", function);
+  const ColorSpace colorSpace =
+      firstOf(_supportedColorSpaces, lumoLogCategory, _name, "color spaces", function);
+  const Resolution resolution =
+      firstOf(_supportedResolutions, lumoLogCategory, _name, "resolutions", function);
+  return CameraPreferences(resolution, colorSpace, preferences.getRefreshRate());
+}
+
 std::shared_ptr<const ImageBuffer> CameraBase::getDirectRawImageBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  const auto defaults = buildDefaultPreferences();
-  defaults->setRefreshRate(preferences.getRefreshRate());
+  const CameraPreferences request = _rawRequest(preferences);
   std::lock_guard<std::mutex> lock(_cameraMutex);
-  return _getDirectRawImageBuffer(timePoint, *defaults);
+  return _getDirectRawImageBuffer(timePoint, request);
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::getDirectRawExtraColorSpaceImageBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  const auto defaults = buildDefaultPreferences();
-  defaults->setRefreshRate(preferences.getRefreshRate());
+  const CameraPreferences request = _rawRequest(preferences);
   std::lock_guard<std::mutex> lock(_cameraMutex);
-  return _getDirectRawExtraColorSpaceImageBuffer(timePoint, *defaults);
+  return _getDirectRawExtraColorSpaceImageBuffer(timePoint, request);
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::getImageBuffer(
@@ -258,27 +286,25 @@ std::shared_ptr<ImageBuffer> CameraBase::_lockTheNewestBufferForReading(
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidRawBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  return acceptIfFresh(_lockTheNewestRawBufferForReading(timePoint, preferences), _rawBuffersMutex,
-                       timePoint, preferences.getRefreshRate(),
-                       _name, ": no valid raw buffer available.", __func__);
+  return keepIfFresh(_lockTheNewestRawBufferForReading(timePoint, preferences), _rawBuffersMutex,
+                     timePoint, preferences.getRefreshRate(), _name,
+                     ": no valid raw buffer available.", __func__);
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getTheNewestValidBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  return acceptIfFresh(_lockTheNewestBufferForReading(timePoint, preferences), _buffersMutex,
-                       timePoint, preferences.getRefreshRate(),
-                       _name, ": no raw buffer available.", __func__);
+  return keepIfFresh(_lockTheNewestBufferForReading(timePoint, preferences), _buffersMutex,
+                     timePoint, preferences.getRefreshRate(), _name,
+                     ": no raw buffer available.", __func__);
 }
 
 // --- requests (camera mutex held) ---------------------------------------------------
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getImageBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  try {
-    return _getTheNewestValidBuffer(timePoint, preferences);
-  } catch (const std::exception&) {
-    LUMO_LOG(5) << _name << ": no valid image buffer, ask a new raw buffer and convert it.";
-  }
+  if (auto fresh = searchOrMiss([&] { return _getTheNewestValidBuffer(timePoint, preferences); }))
+    return fresh;
+  LUMO_LOG(5) << _name << ": no valid image buffer, ask a new raw buffer and convert it.";
   return _getConvertedRawBuffer(timePoint, preferences);
 }
 
@@ -307,8 +333,11 @@ std::shared_ptr<const ImageBuffer> CameraBase::_getConvertedRawBuffer(
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::_grabRawBuffer(
-    const CameraPreferences& preferences, std::int32_t& failures, const char* operation,
-    const std::function<void(const std::shared_ptr<ImageBuffer>&)>& fill) {
+    const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences,
+    bool extraStream) {
+  std::int32_t& failures = extraStream ? _extraRawGrabFailures : _rawGrabFailures;
+  const char* const operation =
+      extraStream ? "_getDirectRawExtraColorSpaceImageBuffer" : "_getDirectRawImageBuffer";
   // A device that keeps failing is restarted; this request still grabs after.
   const std::int32_t previousFailures = failures;
   failures = previousFailures + 1;
@@ -320,7 +349,13 @@ std::shared_ptr<const ImageBuffer> CameraBase::_grabRawBuffer(
   _start();
   const auto raw = _lockOldestRawBufferForEditing(preferences);
   try {
-    fill(raw);
+    if (extraStream) {
+      // Extra frames share the raw pool and are told apart by colour space.
+      raw->setColorSpace(preferences.getColorSpace());
+      _getDeviceExtraRawImage(timePoint, preferences, raw);
+    } else {
+      _getDeviceRawImage(timePoint, raw);
+    }
   } catch (const std::exception&) {
     _releaseImageBuffer(raw);
     throw;
@@ -331,30 +366,20 @@ std::shared_ptr<const ImageBuffer> CameraBase::_grabRawBuffer(
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawImageBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  try {
-    return _getTheNewestValidRawBuffer(timePoint, preferences);
-  } catch (const std::exception&) {
-    LUMO_LOG(5) << _name << ": no valid raw buffer, get a new one from the device.";
-  }
-  return _grabRawBuffer(preferences, _rawGrabFailures, __func__,
-                        [&](const std::shared_ptr<ImageBuffer>& raw) {
-                          _getDeviceRawImage(timePoint, raw);
-                        });
+  if (auto fresh =
+          searchOrMiss([&] { return _getTheNewestValidRawBuffer(timePoint, preferences); }))
+    return fresh;
+  LUMO_LOG(5) << _name << ": no valid raw buffer, get a new one from the device.";
+  return _grabRawBuffer(timePoint, preferences, false);
 }
 
 std::shared_ptr<const ImageBuffer> CameraBase::_getDirectRawExtraColorSpaceImageBuffer(
     const lumo::Clock::time_point& timePoint, const CameraPreferences& preferences) {
-  try {
-    return _getTheNewestValidRawBuffer(timePoint, preferences);
-  } catch (const std::exception&) {
-    LUMO_LOG(5) << _name << ": no valid extra colorspace buffer, get a new one from the device.";
-  }
-  return _grabRawBuffer(preferences, _extraRawGrabFailures, __func__,
-                        [&](const std::shared_ptr<ImageBuffer>& raw) {
-                          // Extra frames share the raw pool and are told apart by colour space.
-                          raw->setColorSpace(preferences.getColorSpace());
-                          _getDeviceExtraRawImage(timePoint, preferences, raw);
-                        });
+  if (auto fresh =
+          searchOrMiss([&] { return _getTheNewestValidRawBuffer(timePoint, preferences); }))
+    return fresh;
+  LUMO_LOG(5) << _name << ": no valid extra colorspace buffer, get a new one from the device.";
+  return _grabRawBuffer(timePoint, preferences, true);
 }
 
 void CameraBase::_releaseImageBuffer(const std::shared_ptr<const ImageBuffer>& buffer) {

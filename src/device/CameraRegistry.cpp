@@ -67,18 +67,26 @@ std::string VideoDevicePrivate::_getRealCameraName(const std::string& cameraName
   return getDefaultActiveCamera();
 }
 
+const std::string& VideoDevicePrivate::_resolveCameraName(const std::string& cameraName,
+                                                          std::string& storage) const {
+  if (cameraName != defaultCameraAlias) return cameraName;
+  storage = getDefaultActiveCamera();
+  return storage;
+}
+
 std::shared_ptr<Camera> VideoDevicePrivate::_getCamera(const std::string& cameraName) {
   return static_cast<const VideoDevicePrivate&>(*this)._getCamera(cameraName);
 }
 
+std::shared_ptr<Camera> VideoDevicePrivate::_findCamera(const std::string& cameraName) const {
+  std::lock_guard<std::mutex> lock(_camerasMutex);
+  const std::string& key = cameraName == defaultCameraAlias ? _defaultActiveCamera : cameraName;
+  const auto it = _cameras.find(key);
+  return it != _cameras.end() ? it->second : nullptr;
+}
+
 std::shared_ptr<Camera> VideoDevicePrivate::_getCamera(const std::string& cameraName) const {
-  {
-    std::lock_guard<std::mutex> lock(_camerasMutex);
-    const std::string& key =
-        cameraName == defaultCameraAlias ? _defaultActiveCamera : cameraName;
-    const auto it = _cameras.find(key);
-    if (it != _cameras.end()) return it->second;
-  }
+  if (std::shared_ptr<Camera> camera = _findCamera(cameraName)) return camera;
   LUMO_FAIL_AS("_getCamera", std::invalid_argument,
                lumo::log::concat("Camera \"", cameraName, "\" doesn't exist."));
 }

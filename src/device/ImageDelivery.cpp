@@ -1,6 +1,10 @@
 // Handing images to subscribers and taking them back. Every buffer handed out
 // is recorded in the subscriber under the camera name it carries, which is
 // how the release finds its camera again.
+//
+// This is the per-frame path: names are looked up where they are stored,
+// never copied, and the subscriber's records reuse their nodes. Only a failure
+// takes the slower way that copies a name to report it.
 
 #include <stdexcept>
 
@@ -21,23 +25,40 @@ void recordBuffer(Subscriber& subscriber, const std::shared_ptr<const ImageBuffe
   if (buffer) subscriber.setImageBuffer(buffer->getCameraName(), buffer);
 }
 
+}  // namespace
+
 // One fetch per active camera, in list order, with the preferences stored
 // under the list entry itself. Each buffer is recorded as soon as it arrives,
 // so that a camera failing later in the list leaves the earlier ones
 // releasable.
-template <typename Lookup, typename Fetch>
-std::vector<std::shared_ptr<const ImageBuffer>> fetchFromEachCamera(Subscriber& subscriber,
-                                                                    Lookup lookup, Fetch fetch) {
+template <typename Fetch>
+std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_fetchFromEachCamera(
+    Subscriber& subscriber, Fetch fetch) {
   std::vector<std::shared_ptr<const ImageBuffer>> buffers;
-  for (const std::string& cameraName : subscriber.getActiveCameraList()) {
-    const std::shared_ptr<Camera> camera = lookup(cameraName);
-    buffers.push_back(fetch(*camera, *subscriber.getCameraPreferences(cameraName)));
+  buffers.reserve(subscriber.getActiveCameraCount());
+  const auto find = [this](const std::string& cameraName) { return _findCamera(cameraName); };
+  std::shared_ptr<Camera> camera;
+  std::shared_ptr<CameraPreferences> preferences;
+  for (std::size_t i = 0; subscriber.resolveActiveCamera(i, find, camera, preferences); ++i) {
+    // A missing camera or request fails as the lookups by name report it.
+    if (!camera) camera = _getCamera(subscriber.getActiveCameraList().at(i));
+    if (!preferences)
+      preferences = subscriber.getCameraPreferences(subscriber.getActiveCameraList().at(i));
+    buffers.push_back(fetch(*camera, *preferences));
     recordBuffer(subscriber, buffers.back());
   }
   return buffers;
 }
 
-}  // namespace
+// The camera of a mono-stream subscriber: the first of its list.
+std::shared_ptr<Camera> VideoDevicePrivate::_firstActiveCamera(const Subscriber& subscriber) const {
+  const auto find = [this](const std::string& cameraName) { return _findCamera(cameraName); };
+  std::shared_ptr<Camera> camera;
+  std::shared_ptr<CameraPreferences> unused;
+  if (subscriber.resolveActiveCamera(0, find, camera, unused) && camera) return camera;
+  // An empty list or a camera gone: fail as the lookup by name reports it.
+  return _getCamera(subscriber.getActiveCameraList().at(0));
+}
 
 // --- public entry points --------------------------------------------------------
 
@@ -103,7 +124,7 @@ void VideoDevicePrivate::putImage(const std::shared_ptr<const ImageBuffer>& imag
 std::shared_ptr<const ImageBuffer> VideoDevicePrivate::_getImage(
     const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
   _checkSubscriberIsNotProcessing(subscriber);
-  const std::shared_ptr<Camera> camera = _getCamera(subscriber->getActiveCameraList().at(0));
+  const std::shared_ptr<Camera> camera = _firstActiveCamera(*subscriber);
   // The key subscribeCamera used: the camera's own name, "Default" resolved.
   const std::shared_ptr<CameraPreferences> preferences =
       subscriber->getCameraPreferences(camera->getName());
@@ -115,7 +136,7 @@ std::shared_ptr<const ImageBuffer> VideoDevicePrivate::_getImage(
 std::shared_ptr<const ImageBuffer> VideoDevicePrivate::_getDirectRawImage(
     const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
   _checkSubscriberIsNotProcessing(subscriber);
-  const std::shared_ptr<Camera> camera = _getCamera(subscriber->getActiveCameraList().at(0));
+  const std::shared_ptr<Camera> camera = _firstActiveCamera(*subscriber);
   const std::shared_ptr<CameraPreferences> preferences =
       subscriber->getCameraPreferences(camera->getName());
   std::shared_ptr<const ImageBuffer> buffer =
@@ -129,11 +150,10 @@ std::shared_ptr<const ImageBuffer> VideoDevicePrivate::_getDirectRawImage(
 std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getImages(
     const TimePoint& timePoint, const std::shared_ptr<Subscriber>& subscriber) {
   _checkSubscriberIsNotProcessing(subscriber);
-  const auto lookup = [this](const std::string& cameraName) { return _getCamera(cameraName); };
-  return fetchFromEachCamera(*subscriber, lookup,
-                             [&](Camera& camera, const CameraPreferences& preferences) {
-                               return camera.getImageBuffer(timePoint, preferences);
-                             });
+  return _fetchFromEachCamera(*subscriber,
+                              [&](Camera& camera, const CameraPreferences& preferences) {
+                                return camera.getImageBuffer(timePoint, preferences);
+                              });
 }
 
 std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getDirectRawImages(
@@ -141,11 +161,10 @@ std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getDirectRa
   _checkSubscriberIsNotProcessing(subscriber);
   // Always the main raw stream: unlike the single-camera fetch, no camera is
   // asked whether the colour space belongs to its extra stream.
-  const auto lookup = [this](const std::string& cameraName) { return _getCamera(cameraName); };
-  return fetchFromEachCamera(*subscriber, lookup,
-                             [&](Camera& camera, const CameraPreferences& preferences) {
-                               return camera.getDirectRawImageBuffer(timePoint, preferences);
-                             });
+  return _fetchFromEachCamera(*subscriber,
+                              [&](Camera& camera, const CameraPreferences& preferences) {
+                                return camera.getDirectRawImageBuffer(timePoint, preferences);
+                              });
 }
 
 // --- releasing ----------------------------------------------------------------------
@@ -156,11 +175,10 @@ std::vector<std::shared_ptr<const ImageBuffer>> VideoDevicePrivate::_getDirectRa
 // forgotten at once, so that a retry never gives it back twice (that would
 // take the hold of another subscriber of the same buffer).
 void VideoDevicePrivate::_releaseImage(const std::shared_ptr<Subscriber>& subscriber) {
-  for (const auto& entry : subscriber->getImageBufferMap()) {
-    _getCamera(entry.first)->releaseImageBuffer(entry.second);
-    subscriber->eraseImageBuffer(entry.first, entry.second);
-  }
-  subscriber->clearImageBufferMap();
+  subscriber->giveBackImageBuffers(
+      [this](const std::string& cameraName, const std::shared_ptr<const ImageBuffer>& buffer) {
+        _getCamera(cameraName)->releaseImageBuffer(buffer);
+      });
 }
 
 void VideoDevicePrivate::_releaseDirectRawImage(const std::shared_ptr<Subscriber>& subscriber) {

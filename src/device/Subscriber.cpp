@@ -1,5 +1,6 @@
 #include "device/Subscriber.h"
 
+#include <new>
 #include <stdexcept>
 
 #include <lumo/Log.h>
@@ -20,6 +21,11 @@ bool Subscriber::isProcessing() const { return _heldImages.load() != 0; }
 std::vector<std::string> Subscriber::getActiveCameraList() const {
   std::lock_guard<std::mutex> lock(_mutex);
   return _activeCameras;
+}
+
+std::size_t Subscriber::getActiveCameraCount() const {
+  std::lock_guard<std::mutex> lock(_mutex);
+  return _activeCameras.size();
 }
 
 void Subscriber::setActiveCameras(const std::vector<std::string>& cameraNames) {
@@ -70,12 +76,6 @@ Subscriber::ImageBufferMap Subscriber::getImageBufferMap() const {
   return _imageBuffers;
 }
 
-void Subscriber::clearImageBufferMap() {
-  std::lock_guard<std::mutex> lock(_mutex);
-  _imageBuffers.clear();
-  _heldImages = 0;
-}
-
 std::shared_ptr<const ImageBuffer> Subscriber::getImageBuffer(const std::string& cameraName) const {
   {
     std::lock_guard<std::mutex> lock(_mutex);
@@ -93,21 +93,39 @@ void Subscriber::setImageBuffer(const std::string& cameraName,
     return;
   }
   std::lock_guard<std::mutex> lock(_mutex);
-  _imageBuffers.emplace(cameraName, std::move(buffer));
-  _heldImages = _imageBuffers.size();
+  if (_spareNodes.empty()) {
+    _imageBuffers.emplace(cameraName, std::move(buffer));
+  } else {
+    ImageBufferMap::node_type record = std::move(_spareNodes.back());
+    _spareNodes.pop_back();
+    record.key() = cameraName;  // fits in the capacity of an earlier name, usually the same
+    record.mapped() = std::move(buffer);
+    _imageBuffers.insert(std::move(record));
+  }
+  ++_heldImages;
 }
 
-void Subscriber::eraseImageBuffer(const std::string& cameraName,
-                                  const std::shared_ptr<const ImageBuffer>& buffer) {
+Subscriber::ImageBufferMap::node_type Subscriber::_takeFirstImageBuffer() {
   std::lock_guard<std::mutex> lock(_mutex);
-  const auto range = _imageBuffers.equal_range(cameraName);
-  for (auto it = range.first; it != range.second; ++it) {
-    if (it->second == buffer) {
-      _imageBuffers.erase(it);
-      break;
-    }
+  if (_imageBuffers.empty()) return {};
+  return _imageBuffers.extract(_imageBuffers.begin());
+}
+
+void Subscriber::_restoreImageBuffer(ImageBufferMap::node_type record) {
+  std::lock_guard<std::mutex> lock(_mutex);
+  _imageBuffers.insert(_imageBuffers.begin(), std::move(record));
+}
+
+void Subscriber::_recycleImageBuffer(ImageBufferMap::node_type record) {
+  record.mapped().reset();  // a kept node must not keep the image alive
+  std::lock_guard<std::mutex> lock(_mutex);
+  --_heldImages;
+  // Bounded by the most images ever held at once; a failed push only means
+  // the node is freed instead of kept.
+  try {
+    _spareNodes.push_back(std::move(record));
+  } catch (const std::bad_alloc&) {
   }
-  _heldImages = _imageBuffers.size();
 }
 
 }  // namespace videoDevice

@@ -194,7 +194,8 @@ std::shared_ptr<Subscriber> VideoDevicePrivate::_getSubscriber(const std::string
   // "Default" resolves like a camera name, as in _getCamera. The default
   // camera's name is read before the subscribers mutex is taken: the two
   // device mutexes are never held together.
-  const std::string key = _getRealCameraName(name);
+  std::string defaultCamera;
+  const std::string& key = _resolveCameraName(name, defaultCamera);
   {
     std::lock_guard<std::mutex> lock(_subscribersMutex);
     const auto it = _subscribers.find(key);

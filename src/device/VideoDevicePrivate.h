@@ -6,7 +6,9 @@
 // _subscribers, _camerasMutex guards _cameras. Each is held only for a lookup,
 // an insertion or a removal (plus the naming of a new subscriber and the moves
 // of setDefaultActiveCamera); cameras are called with neither held, except
-// where setDefaultActiveCamera moves preferences.
+// where setDefaultActiveCamera moves preferences. _camerasMutex is innermost:
+// a fetch also takes it under a subscriber's own mutex, to find the camera an
+// active-list entry names without copying the name.
 
 #include <map>
 #include <memory>
@@ -129,8 +131,13 @@ class VideoDevicePrivate {
 
  protected:
   std::string _getRealCameraName(const std::string& cameraName) const;
+  // The name itself, or for "Default" the default camera's name, copied into
+  // `storage`: only the alias costs a copy.
+  const std::string& _resolveCameraName(const std::string& cameraName, std::string& storage) const;
   std::shared_ptr<Camera> _getCamera(const std::string& cameraName);
   std::shared_ptr<Camera> _getCamera(const std::string& cameraName) const;
+  // The same lookup without failing: null when there is no such camera.
+  std::shared_ptr<Camera> _findCamera(const std::string& cameraName) const;
   // Must be called with _subscribersMutex held.
   std::string _findAvailableSubscriberName(const std::string& name);
   std::shared_ptr<Subscriber> _getSubscriber(const std::string& name);
@@ -139,6 +146,10 @@ class VideoDevicePrivate {
   void _checkSubscriberIsMultistream(const std::shared_ptr<const Subscriber>& subscriber) const;
   void _checkSubscriberIsNotProcessing(const std::shared_ptr<const Subscriber>& subscriber) const;
 
+  std::shared_ptr<Camera> _firstActiveCamera(const Subscriber& subscriber) const;
+  template <typename Fetch>
+  std::vector<std::shared_ptr<const ImageBuffer>> _fetchFromEachCamera(Subscriber& subscriber,
+                                                                       Fetch fetch);
   std::shared_ptr<const ImageBuffer> _getImage(const TimePoint& timePoint,
                                                const std::shared_ptr<Subscriber>& subscriber);
   std::shared_ptr<const ImageBuffer> _getDirectRawImage(
