@@ -7,6 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "backends/RgbToYuv422.h"
 #include "videodevice/Camera2D.h"
 
 LUMO_LOG_CATEGORY("vision.videodevice.camerasimulator2d")
@@ -15,32 +16,14 @@ namespace videoDevice {
 
 namespace {
 
+using backends::rgbToYuv;
+using backends::Yuv;
+
 // Pushed frames can be smaller than the loops of a resampling path expect
 // (heights that do not scale like the widths, resolutions that are merely
 // equivalent to a supported one), so every access below is checked against
 // the buffer's byte size. Bytes that the layout would place outside a buffer
 // are skipped; every byte inside is the one the layout gives.
-
-// Floor division by 256: the sign-keeping shift of the colour formula,
-// without relying on how the compiler shifts negative numbers.
-int shiftRight8(int value) { return value >= 0 ? value >> 8 : -((-value + 255) >> 8); }
-
-unsigned char clampToByte(int value) {
-  return static_cast<unsigned char>(std::min(255, std::max(0, value)));
-}
-
-// Integer BT.601 studio-range coefficients.
-struct Yuv {
-  int y;
-  int u;
-  int v;
-};
-
-Yuv rgbToYuv(int r, int g, int b) {
-  return {clampToByte(shiftRight8(66 * r + 129 * g + 25 * b + 128) + 16),
-          clampToByte(shiftRight8(-38 * r - 74 * g + 112 * b + 128) + 128),
-          clampToByte(shiftRight8(112 * r - 94 * g - 18 * b + 128) + 128)};
-}
 
 // A read-only view of a pushed RGB_888 or BGR_888 frame.
 class RgbSource {
@@ -52,6 +35,9 @@ class RgbSource {
 
   // Whether the three bytes of the pixel at this byte offset lie in the frame.
   bool has(std::uint64_t offset) const { return offset < _size && _size - offset >= 3; }
+  std::uint64_t size() const { return _size; }
+  const unsigned char* data() const { return _data; }
+  bool bgr() const { return _bgr; }
 
   Yuv yuvAt(std::uint64_t offset) const {
     const unsigned char* pixel = _data + offset;
@@ -70,6 +56,8 @@ class HeldWriter {
   explicit HeldWriter(ImageBuffer& held) : _data(held.getData()), _size(held.getSize()) {}
 
   bool full(std::uint64_t offset) const { return offset >= _size; }
+  std::uint64_t size() const { return _size; }
+  unsigned char* data() const { return _data; }
 
   void macropixel(std::uint64_t offset, int y0, int u, int y1, int v) {
     const unsigned char bytes[4] = {static_cast<unsigned char>(y0), static_cast<unsigned char>(u),
@@ -82,6 +70,17 @@ class HeldWriter {
   unsigned char* _data;
   std::uint64_t _size;
 };
+
+// Repeats each of the first `count` macropixels of a row `times` times in
+// place, from the back so that nothing is overwritten before it is read.
+void repeatMacropixels(unsigned char* row, std::uint64_t count, std::uint64_t times) {
+  if (times <= 1) return;
+  for (std::uint64_t x = count; x-- > 0;) {
+    unsigned char macropixel[4];
+    std::memcpy(macropixel, row + 4 * x, 4);
+    for (std::uint64_t i = 0; i < times; ++i) std::memcpy(row + 4 * (x * times + i), macropixel, 4);
+  }
+}
 
 }  // namespace
 
@@ -172,6 +171,9 @@ void CameraSimulator2D::_convertAndResize(const std::shared_ptr<const ImageBuffe
   }
 }
 
+// Each source macropixel Y0 U Y1 V becomes factor macropixels, the first half
+// Y0 U Y0 V, the second Y1 U Y1 V. Output rows are filled in order, each from
+// source row y / factor.
 void CameraSimulator2D::_overSampleYUV422toYUV422(const std::shared_ptr<const ImageBuffer>& image) {
   const Resolution native = _heldImage->getResolution();
   const Resolution input = image->getResolution();
@@ -184,8 +186,33 @@ void CameraSimulator2D::_overSampleYUV422toYUV422(const std::shared_ptr<const Im
   HeldWriter held(*_heldImage);
   const std::uint64_t sourceRowBytes = input.width * 2;
   const std::uint64_t half = factor / 2;
-  std::uint64_t out = 0;
-  for (std::uint64_t y = 0; y < native.height; ++y) {
+  const std::uint64_t perRow = (native.width + 2 * factor - 1) / (2 * factor);
+  const std::uint64_t outRowBytes = perRow * factor * 4;
+
+  // Rows whose source and output lie whole inside both frames: filled with
+  // whole macropixels, or copied from the row above when it reads the same
+  // source row. The loop after finishes the rest with its checks.
+  std::uint64_t y = 0;
+  for (; y < native.height; ++y) {
+    const std::uint64_t row = (y / factor) * sourceRowBytes;
+    const std::uint64_t out = y * outRowBytes;
+    if (perRow == 0 || row + 4 * perRow > sourceSize || out + outRowBytes > held.size()) break;
+    unsigned char* target = held.data() + out;
+    if (y % factor != 0) {
+      std::memcpy(target, target - outRowBytes, outRowBytes);
+      continue;
+    }
+    for (std::uint64_t k = 0; k < perRow; ++k) {
+      const unsigned char* macropixel = source + row + 4 * k;
+      const unsigned char first[4] = {macropixel[0], macropixel[1], macropixel[0], macropixel[3]};
+      const unsigned char second[4] = {macropixel[2], macropixel[1], macropixel[2], macropixel[3]};
+      for (std::uint64_t i = 0; i < factor; ++i, target += 4)
+        std::memcpy(target, i < half ? first : second, 4);
+    }
+  }
+
+  std::uint64_t out = y * outRowBytes;
+  for (; y < native.height; ++y) {
     const std::uint64_t row = (y / factor) * sourceRowBytes;
     for (std::uint64_t k = 0; 2 * factor * k < native.width; ++k) {
       const std::uint64_t at = row + 4 * k;
@@ -201,13 +228,20 @@ void CameraSimulator2D::_overSampleYUV422toYUV422(const std::shared_ptr<const Im
   }
 }
 
+// Pixels pair up in memory order, across row ends on an odd width.
 void CameraSimulator2D::_convertNoScale(const std::shared_ptr<const ImageBuffer>& image) {
   LUMO_LOG(5) << getName() << ": putImage: convert input image to YUV_422";
   const RgbSource source(*image);
   HeldWriter held(*_heldImage);
   const Resolution input = image->getResolution();
   const std::uint64_t pixels = input.width * input.height;
-  for (std::uint64_t pixel = 0; pixel < pixels; pixel += 2) {
+  // The pairs whose six bytes and whole macropixel lie inside both frames go
+  // through the vectorised rows; the loop below finishes the rest one pair at
+  // a time, with its checks (a lone last pixel, a cut macropixel).
+  const std::uint64_t wholePairs =
+      std::min({(pixels + 1) / 2, source.size() / 6, held.size() / 4});
+  backends::rgbPairsToYuv422(source.data(), held.data(), wholePairs, source.bgr());
+  for (std::uint64_t pixel = 2 * wholePairs; pixel < pixels; pixel += 2) {
     const std::uint64_t at = pixel * 3;
     const std::uint64_t out = pixel * 2;
     if (!source.has(at + 3) || held.full(out)) return;
@@ -217,6 +251,8 @@ void CameraSimulator2D::_convertNoScale(const std::shared_ptr<const ImageBuffer>
   }
 }
 
+// Each input pixel becomes a factor x factor block of its colour, in rows of
+// input.width x factor pixels.
 void CameraSimulator2D::_convertAndOverSample(const std::shared_ptr<const ImageBuffer>& image) {
   const Resolution native = _heldImage->getResolution();
   const Resolution input = image->getResolution();
@@ -227,12 +263,32 @@ void CameraSimulator2D::_convertAndOverSample(const std::shared_ptr<const ImageB
   const RgbSource source(*image);
   HeldWriter held(*_heldImage);
   const std::uint64_t half = factor / 2;
-  for (std::uint64_t r = 0; r < input.height; ++r) {
+  const std::uint64_t outRowBytes = input.width * 2 * factor;
+
+  // Input rows that lie whole in the frame and whose factor output rows lie
+  // whole in the held one: the first output row is converted (one macropixel
+  // per pixel), widened in place, then copied down. The loop after finishes
+  // the rest with its checks.
+  std::uint64_t r = 0;
+  for (; r < input.height; ++r) {
+    const std::uint64_t firstPixel = r * input.width;
+    const std::uint64_t out = r * factor * outRowBytes;
+    if ((firstPixel + input.width) * 3 > source.size() ||
+        out + factor * outRowBytes > held.size())
+      break;
+    unsigned char* target = held.data() + out;
+    backends::rgbPixelsToMacropixels(source.data() + 3 * firstPixel, target, input.width,
+                                     source.bgr());
+    repeatMacropixels(target, input.width, half);
+    for (std::uint64_t dy = 1; dy < factor; ++dy)
+      std::memcpy(target + dy * outRowBytes, target, outRowBytes);
+  }
+
+  for (; r < input.height; ++r) {
     for (std::uint64_t x = 0; x < input.width; ++x) {
       const std::uint64_t at = (r * input.width + x) * 3;
       if (!source.has(at)) return;
       const Yuv pixel = source.yuvAt(at);
-      // Each input pixel becomes a factor x factor block of one colour.
       for (std::uint64_t dy = 0; dy < factor; ++dy) {
         const std::uint64_t out = ((r * factor + dy) * input.width + x) * 2 * factor;
         if (held.full(out)) break;
@@ -243,6 +299,9 @@ void CameraSimulator2D::_convertAndOverSample(const std::shared_ptr<const ImageB
   }
 }
 
+// Plain decimation: output pair k of row y reads input pixels 2k x factor and
+// (2k + 1) x factor of input row y x factor; the pixels and rows in between
+// are skipped. Output rows follow each other without gaps.
 void CameraSimulator2D::_convertAndSubSample(const std::shared_ptr<const ImageBuffer>& image) {
   const Resolution native = _heldImage->getResolution();
   const Resolution input = image->getResolution();
@@ -252,13 +311,34 @@ void CameraSimulator2D::_convertAndSubSample(const std::shared_ptr<const ImageBu
 
   const RgbSource source(*image);
   HeldWriter held(*_heldImage);
-  std::uint64_t out = 0;
-  for (std::uint64_t y = 0; y < native.height; ++y) {
+  const std::uint64_t pairs = (native.width + 1) / 2;  // per output row
+
+  // Rows whose sampled pixels lie in the frame and whose output lies whole in
+  // the held one: the sampled pixels are gathered next to each other (read in
+  // place at factor 1) and converted as pairs. The loop after finishes the
+  // rest with its checks.
+  if (_sampledPixels.size() < 6 * pairs) _sampledPixels.resize(6 * pairs);
+  std::uint64_t y = 0;
+  for (; y < native.height; ++y) {
+    const std::uint64_t rowStart = y * factor * input.width;
+    const std::uint64_t lastPixel = rowStart + (2 * pairs - 1) * factor;
+    const std::uint64_t out = y * pairs * 4;
+    if ((lastPixel + 1) * 3 > source.size() || out + 4 * pairs > held.size()) break;
+    const unsigned char* sampled = source.data() + 3 * rowStart;
+    if (factor != 1) {
+      for (std::uint64_t i = 0; i < 2 * pairs; ++i)
+        std::memcpy(&_sampledPixels[3 * i], source.data() + 3 * (rowStart + i * factor), 3);
+      sampled = _sampledPixels.data();
+    }
+    backends::rgbPairsToYuv422(sampled, held.data() + out, pairs, source.bgr());
+  }
+
+  std::uint64_t out = y * pairs * 4;
+  for (; y < native.height; ++y) {
     const std::uint64_t rowStart = y * factor * input.width;
     for (std::uint64_t k = 0; 2 * k < native.width; ++k, out += 4) {
       const std::uint64_t a = (rowStart + 2 * k * factor) * 3;
       const std::uint64_t b = (rowStart + (2 * k + 1) * factor) * 3;
-      // Plain decimation: the pixels and rows in between are skipped.
       if (!source.has(a) || !source.has(b) || held.full(out)) return;
       const Yuv pixelA = source.yuvAt(a);
       const Yuv pixelB = source.yuvAt(b);

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "CameraSimulator.h"
 #include "videodevice/ImageBuffer.h"
@@ -41,6 +42,9 @@ class CameraSimulator2D : public CameraSimulator {
   void _convertAndSubSample(const std::shared_ptr<const ImageBuffer>& image);
 
   std::shared_ptr<ImageBuffer> _heldImage;
+  // The pixels a decimating push samples from one row, side by side; kept
+  // between pushes so that a steady stream of frames allocates nothing.
+  std::vector<unsigned char> _sampledPixels;
 };
 
 }  // namespace videoDevice

@@ -5,10 +5,13 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <random>
 #include <set>
 #include <stdexcept>
 #include <tuple>
 #include <vector>
+
+#include <hwy/targets.h>
 
 #include "BackendsTestSupport.h"
 #include "backends/CameraSimulator2D.h"
@@ -62,6 +65,12 @@ Bytes pair(std::array<int, 3> a, std::array<int, 3> b) {
   const std::vector<int> out{yuv(a, y, 16), (yuv(a, u, 128) + yuv(b, u, 128)) >> 1, yuv(b, y, 16),
                              (yuv(a, v, 128) + yuv(b, v, 128)) >> 1};
   return Bytes(out.begin(), out.end());
+}
+// One pixel widened: a macropixel of its own luma and chroma.
+Bytes widened(std::array<int, 3> p) {
+  const std::array<int, 3> y{66, 129, 25}, u{-38, -74, 112}, v{112, -94, -18};
+  return Bytes{Bytes::value_type(yuv(p, y, 16)), Bytes::value_type(yuv(p, u, 128)),
+               Bytes::value_type(yuv(p, y, 16)), Bytes::value_type(yuv(p, v, 128))};
 }
 Bytes macropixel(const Bytes& image, std::uint64_t at) { return Bytes(image.begin() + at, image.begin() + at + 4); }
 int pattern(std::uint64_t i) { return static_cast<int>((i * 7 + i / 1000) % 251); }
@@ -162,4 +171,54 @@ TEST(CameraSimulator2D, StaysInsideBuffersWhenHeightsDoNotScaleWithWidths) {
   EXPECT_EQ(macropixel(sim.fetch(at(40)), 375 * row), pair(rgbAt(375 * 7680), rgbAt(375 * 7680 + 3)));
   sim.push({2560, 720}, ColorSpace::YUV_422, 50, pattern);
   sim.fetch(at(50));  // at the native size (checked by fetch), inside both blocks
+}
+
+TEST(CameraSimulator2D, OddSizedPushesFollowTheFormulaOnEveryInstructionSet) {
+  // Random bytes reach every corner of the formula; odd sizes put pixel pairs
+  // across row ends and leave lone pixels and cut macropixels at the end.
+  std::mt19937 random(7);
+  Bytes noise(321 * 241 * 3);  // the largest push below
+  for (auto& byte : noise) byte = static_cast<unsigned char>(random());
+  const Fill fromNoise = [&noise](std::uint64_t i) { return noise[i]; };
+  const auto at3 = [&noise](std::uint64_t pixel, bool bgr) {
+    const unsigned char* p = &noise[3 * pixel];
+    return bgr ? std::array<int, 3>{p[2], p[1], p[0]} : std::array<int, 3>{p[0], p[1], p[2]};
+  };
+  for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+    hwy::SetSupportedTargetsForTest(target);
+    SCOPED_TRACE(hwy::TargetName(target));
+    // Same size: pairs in memory order; the lone last pixel keeps the
+    // zeroed default frame.
+    Simulator same({321, 241}, {{321, 241}});
+    EXPECT_EQ(same.fetch(at(1)), Bytes(321 * 241 * 2, 0));
+    same.push({321, 241}, ColorSpace::RGB_888, 2, fromNoise);
+    Bytes frame = same.fetch(at(2));
+    for (std::uint64_t p = 0; p + 1 < 321 * 241; p += 2)
+      ASSERT_EQ(macropixel(frame, 2 * p), pair(at3(p, false), at3(p + 1, false))) << p;
+    EXPECT_EQ(Bytes(frame.end() - 2, frame.end()), Bytes(2, 0));
+
+    // Four times the size: every BGR pixel a 4 x 4 block of its own colour.
+    Simulator wider({324, 244}, {{324, 244}, {81, 61}});
+    wider.push({81, 61}, ColorSpace::BGR_888, 2, fromNoise);
+    frame = wider.fetch(at(2));
+    for (std::uint64_t y = 0; y < 244; ++y)
+      for (std::uint64_t x = 0; x < 324; x += 2)
+        ASSERT_EQ(macropixel(frame, (y * 324 + x) * 2), widened(at3((y / 4) * 81 + x / 4, true)))
+            << x << "," << y;
+
+    // A third of the size: every third pixel of every third row; 41 pairs a
+    // row fill 81 pixels, so rows follow each other two bytes early and the
+    // last macropixel is cut.
+    Simulator smaller({81, 61}, {{81, 61}, {243, 183}});
+    smaller.push({243, 183}, ColorSpace::RGB_888, 2, fromNoise);
+    frame = smaller.fetch(at(2));
+    for (std::uint64_t j = 0; 4 * j < frame.size(); ++j) {
+      const std::uint64_t first = (j / 41) * 3 * 243 + (j % 41) * 6;
+      const Bytes expected = pair(at3(first, false), at3(first + 3, false));
+      const std::uint64_t bytes = std::min<std::uint64_t>(4, frame.size() - 4 * j);
+      ASSERT_EQ(Bytes(frame.begin() + 4 * j, frame.begin() + 4 * j + bytes),
+                Bytes(expected.begin(), expected.begin() + bytes)) << j;
+    }
+  }
+  hwy::SetSupportedTargetsForTest(0);
 }
