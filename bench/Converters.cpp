@@ -157,7 +157,7 @@ void depthToDistance(const Camera3D::Input& input, const Camera3D::Output& outpu
 // Points as a depth camera serves them: convert3DImage runs one fused row
 // rather than the two public steps.
 void depthToPoints(const Camera3D::Input& input, const Camera3D::Output& output) {
-  const CameraPreferences request(output->getResolution(), ColorSpace::XYZ_323232, 30);
+  const videoDevice::CameraPreferences request(output->getResolution(), ColorSpace::XYZ_323232, 30);
   Camera3D::convert3DImage(request, input, output, distanceTable());
 }
 void depthToDepth(const Camera3D::Input& input, const Camera3D::Output& output) {
