@@ -7,7 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "backends/RgbToYuv422.h"
+#include "conversion/RgbToYuv422.h"
 #include "videodevice/Camera2D.h"
 
 LUMO_LOG_CATEGORY("vision.videodevice.camerasimulator2d")
@@ -16,8 +16,8 @@ namespace videoDevice {
 
 namespace {
 
-using backends::rgbToYuv;
-using backends::Yuv;
+using conversion::rgbToYuv;
+using conversion::Yuv;
 
 // Pushed frames can be smaller than the loops of a resampling path expect
 // (heights that do not scale like the widths, resolutions that are merely
@@ -240,7 +240,7 @@ void CameraSimulator2D::_convertNoScale(const std::shared_ptr<const ImageBuffer>
   // a time, with its checks (a lone last pixel, a cut macropixel).
   const std::uint64_t wholePairs =
       std::min({(pixels + 1) / 2, source.size() / 6, held.size() / 4});
-  backends::rgbPairsToYuv422(source.data(), held.data(), wholePairs, source.bgr());
+  conversion::rgbPairsToYuv422(source.data(), held.data(), wholePairs, source.bgr());
   for (std::uint64_t pixel = 2 * wholePairs; pixel < pixels; pixel += 2) {
     const std::uint64_t at = pixel * 3;
     const std::uint64_t out = pixel * 2;
@@ -277,7 +277,7 @@ void CameraSimulator2D::_convertAndOverSample(const std::shared_ptr<const ImageB
         out + factor * outRowBytes > held.size())
       break;
     unsigned char* target = held.data() + out;
-    backends::rgbPixelsToMacropixels(source.data() + 3 * firstPixel, target, input.width,
+    conversion::rgbPixelsToMacropixels(source.data() + 3 * firstPixel, target, input.width,
                                      source.bgr());
     repeatMacropixels(target, input.width, half);
     for (std::uint64_t dy = 1; dy < factor; ++dy)
@@ -330,7 +330,7 @@ void CameraSimulator2D::_convertAndSubSample(const std::shared_ptr<const ImageBu
         std::memcpy(&_sampledPixels[3 * i], source.data() + 3 * (rowStart + i * factor), 3);
       sampled = _sampledPixels.data();
     }
-    backends::rgbPairsToYuv422(sampled, held.data() + out, pairs, source.bgr());
+    conversion::rgbPairsToYuv422(sampled, held.data() + out, pairs, source.bgr());
   }
 
   std::uint64_t out = y * pairs * 4;

@@ -61,10 +61,20 @@ struct DepthRows {
   PointRow points;       // XYZ_323232: three floats per pixel
 };
 
+// The simulated 2D camera's push: `count` RGB (or BGR, when `bgr`) pixel
+// pairs to YUV 4:2:2 macropixels, or single pixels to a macropixel each.
+using PushRow = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t count, bool bgr);
+
+struct PushRows {
+  PushRow pairs;
+  PushRow pixels;
+};
+
 struct Kernels {
   const char* target;  // the instruction set these rows were compiled for
   Rows2D rows2D;
   DepthRows depth;
+  PushRows push;
 };
 
 // The fast rows for the best instruction set this CPU runs, chosen once.

@@ -16,6 +16,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -237,6 +238,35 @@ int compareEveryDepth(const Kernels& fast) {
   return mismatches;
 }
 
+// The simulated camera's push rows: RGB and BGR pairs to macropixels, and
+// single pixels to a macropixel each.
+int comparePushRows(const Kernels& fast, std::mt19937& random) {
+  const Kernels& plain = plainKernels();
+  int mismatches = 0;
+  for (const bool bgr : {false, true}) {
+    for (std::size_t count = 1; count <= 130; ++count) {
+      for (const auto& [name, row, inStep] : {std::tuple<const char*, PushRow PushRows::*, std::size_t>{
+                                                  "push pairs", &PushRows::pairs, 6},
+                                              {"push pixels", &PushRows::pixels, 3}}) {
+        std::vector<std::uint8_t> input(count * inStep), output(count * 4);
+        for (auto& b : input) b = static_cast<std::uint8_t>(random());
+        for (auto& b : output) b = static_cast<std::uint8_t>(random());
+        const auto through = [&, row = row](const Kernels& k) {
+          return runGuarded(input, output, [&](const std::uint8_t* in, std::uint8_t* out) {
+            (k.push.*row)(in, out, count, bgr);
+          });
+        };
+        if (through(plain) != through(fast)) {
+          ADD_FAILURE() << fast.target << " " << name << ": " << count << (bgr ? " BGR" : " RGB")
+                        << " elements differ from the plain row";
+          ++mismatches;
+        }
+      }
+    }
+  }
+  return mismatches;
+}
+
 TEST(FastRows, MatchThePlainRowsOnEveryInstructionSet) {
   std::mt19937 random(20261125);
   std::vector<std::string> checked;
@@ -247,6 +277,7 @@ TEST(FastRows, MatchThePlainRowsOnEveryInstructionSet) {
     EXPECT_EQ(0, compareAll(fast, random));
     EXPECT_EQ(0, compareFrameRows(fast, random));
     EXPECT_EQ(0, compareEveryDepth(fast));
+    EXPECT_EQ(0, comparePushRows(fast, random));
   }
   hwy::SetSupportedTargetsForTest(0);
   // The best set must have been among those checked, and the baseline too.

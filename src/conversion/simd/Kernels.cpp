@@ -17,9 +17,11 @@
 #include <hwy/highway.h>
 
 #include "conversion/PlainRows.h"
+#include "conversion/RgbToYuv422.h"
 #include "conversion/RowKernels.h"
 #include "conversion/simd/DepthRows-inl.h"
 #include "conversion/simd/HueRows-inl.h"
+#include "conversion/simd/PushRows-inl.h"
 #include "conversion/simd/Rows2D-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -33,7 +35,8 @@ const Kernels* TargetKernels() {
       Rows2D{Rgb888Row, Bgr888Row, R8Row, G8Row, B8Row, FullRedRow, FullGreenRow, FullBlueRow,
              Y8Row, U8Row, V8Row, Yuv422Row, Yuv888Row, YyCbCrRow, H8Row, S8Row, Hsy888Row,
              HsMixed888Row, H2RgbRow},
-      DepthRows{DepthRgb888Row, DepthGreyRow, Depth16Row, DepthDistanceRow, DepthPointsRow}};
+      DepthRows{DepthRgb888Row, DepthGreyRow, Depth16Row, DepthDistanceRow, DepthPointsRow},
+      PushRows{RgbPairsToYuv422, RgbPixelsToMacropixels}};
   return &compiled;
 }
 
@@ -64,7 +67,8 @@ const Kernels& plainKernels() {
              plain::h8Row, plain::s8Row, plain::hsy888Row, plain::hsMixed888Row,
              plain::h2RgbRow},
       DepthRows{plain::depthRgb888Row, plain::depthGreyRow, plain::depth16Row,
-                plain::depthDistanceRow, plain::depthPointsRow}};
+                plain::depthDistanceRow, plain::depthPointsRow},
+      PushRows{rgbPairsToYuv422Plain, rgbPixelsToMacropixelsPlain}};
   return reference;
 }
 

@@ -12,7 +12,7 @@
 #include <cstdint>
 
 namespace videoDevice {
-namespace backends {
+namespace conversion {
 
 // Floor division by 256: the sign-keeping shift of the colour formula,
 // without relying on how the compiler shifts negative numbers.
@@ -35,8 +35,9 @@ inline Yuv rgbToYuv(int r, int g, int b) {
 }
 
 // Converts `pairs` pixel pairs: reads 6 bytes and writes 4 bytes per pair,
-// nothing beyond. BGR_888 input when `bgr`. Vectorised for the CPU the
-// process runs on (chosen at each call, so tests can narrow the choice).
+// nothing beyond. BGR_888 input when `bgr`. The row kernels' fast rows for
+// the instruction set chosen at each call (see RowKernels.h), so tests can
+// narrow the choice.
 void rgbPairsToYuv422(const std::uint8_t* in, std::uint8_t* out, std::size_t pairs, bool bgr);
 
 // One macropixel Y U Y V per pixel: reads 3 bytes and writes 4 bytes per
@@ -51,5 +52,5 @@ void rgbPairsToYuv422Plain(const std::uint8_t* in, std::uint8_t* out, std::size_
 void rgbPixelsToMacropixelsPlain(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
                                  bool bgr);
 
-}  // namespace backends
+}  // namespace conversion
 }  // namespace videoDevice

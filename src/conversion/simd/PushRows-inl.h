@@ -1,7 +1,5 @@
-// The simulated 2D camera's RGB to YUV 4:2:2 pairs, vectorised with Google
-// Highway like the conversion rows, and dispatched to the best instruction
-// set this CPU runs. This file is compiled once per target: foreach_target.h
-// includes it again for each, with HWY_NAMESPACE naming that target.
+// Fast rows of the simulated 2D camera's RGB to YUV 4:2:2 conversion;
+// included once per target by Kernels.cpp.
 //
 // Pairs: one 16-bit lane holds one pixel pair. An interleaved load splits the
 // pixels into their R, G and B bytes; seen as 16-bit lanes those hold the
@@ -12,24 +10,31 @@
 // division exactly, and no result ever needs the clamp (luma 16..235, chroma
 // 16..240).
 
-#undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "backends/RgbToYuv422.cpp"
-#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#if defined(VIDEODEVICE_SIMD_PUSH_ROWS_INL_H_) == defined(HWY_TARGET_TOGGLE)
+#ifdef VIDEODEVICE_SIMD_PUSH_ROWS_INL_H_
+#undef VIDEODEVICE_SIMD_PUSH_ROWS_INL_H_
+#else
+#define VIDEODEVICE_SIMD_PUSH_ROWS_INL_H_
+#endif
+
+#include <cstddef>
+#include <cstdint>
+
 #include <hwy/highway.h>
 
-#include "backends/RgbToYuv422.h"
+#include "conversion/RgbToYuv422.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace videoDevice {
-namespace backends {
+namespace conversion {
 namespace HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 // One lane holds no pair: the fallback target keeps the plain rows.
-void RgbPairsToYuv422(const std::uint8_t* in, std::uint8_t* out, std::size_t pairs, bool bgr) {
+inline void RgbPairsToYuv422(const std::uint8_t* in, std::uint8_t* out, std::size_t pairs, bool bgr) {
   rgbPairsToYuv422Plain(in, out, pairs, bgr);
 }
-void RgbPixelsToMacropixels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
+inline void RgbPixelsToMacropixels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
                             bool bgr) {
   rgbPixelsToMacropixelsPlain(in, out, pixels, bgr);
 }
@@ -93,7 +98,7 @@ HWY_INLINE std::size_t WholeVectors(const std::uint8_t* HWY_RESTRICT in,
   return done;
 }
 
-void RgbPairsToYuv422(const std::uint8_t* in, std::uint8_t* out, std::size_t pairs, bool bgr) {
+inline void RgbPairsToYuv422(const std::uint8_t* in, std::uint8_t* out, std::size_t pairs, bool bgr) {
   const std::size_t done = bgr ? WholeVectors<true>(in, out, pairs)
                                : WholeVectors<false>(in, out, pairs);
   rgbPairsToYuv422Plain(in + 6 * done, out + 4 * done, pairs - done, bgr);
@@ -132,7 +137,7 @@ HWY_INLINE std::size_t WholeVectorsOfPixels(const std::uint8_t* HWY_RESTRICT in,
   return done;
 }
 
-void RgbPixelsToMacropixels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
+inline void RgbPixelsToMacropixels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
                             bool bgr) {
   const std::size_t done = bgr ? WholeVectorsOfPixels<true>(in, out, pixels)
                                : WholeVectorsOfPixels<false>(in, out, pixels);
@@ -142,48 +147,9 @@ void RgbPixelsToMacropixels(const std::uint8_t* in, std::uint8_t* out, std::size
 #endif  // HWY_TARGET == HWY_SCALAR
 
 }  // namespace HWY_NAMESPACE
-}  // namespace backends
+}  // namespace conversion
 }  // namespace videoDevice
 HWY_AFTER_NAMESPACE();
 
-#if HWY_ONCE
-namespace videoDevice {
-namespace backends {
 
-HWY_EXPORT(RgbPairsToYuv422);
-HWY_EXPORT(RgbPixelsToMacropixels);
-
-void rgbPairsToYuv422(const std::uint8_t* in, std::uint8_t* out, std::size_t pairs, bool bgr) {
-  HWY_DYNAMIC_DISPATCH(RgbPairsToYuv422)(in, out, pairs, bgr);
-}
-
-void rgbPixelsToMacropixels(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
-                            bool bgr) {
-  HWY_DYNAMIC_DISPATCH(RgbPixelsToMacropixels)(in, out, pixels, bgr);
-}
-
-void rgbPairsToYuv422Plain(const std::uint8_t* in, std::uint8_t* out, std::size_t pairs,
-                           bool bgr) {
-  for (std::size_t pair = 0; pair < pairs; ++pair, in += 6, out += 4) {
-    const Yuv first = bgr ? rgbToYuv(in[2], in[1], in[0]) : rgbToYuv(in[0], in[1], in[2]);
-    const Yuv second = bgr ? rgbToYuv(in[5], in[4], in[3]) : rgbToYuv(in[3], in[4], in[5]);
-    out[0] = static_cast<std::uint8_t>(first.y);
-    out[1] = static_cast<std::uint8_t>((first.u + second.u) >> 1);
-    out[2] = static_cast<std::uint8_t>(second.y);
-    out[3] = static_cast<std::uint8_t>((first.v + second.v) >> 1);
-  }
-}
-
-void rgbPixelsToMacropixelsPlain(const std::uint8_t* in, std::uint8_t* out, std::size_t pixels,
-                                 bool bgr) {
-  for (std::size_t pixel = 0; pixel < pixels; ++pixel, in += 3, out += 4) {
-    const Yuv yuv = bgr ? rgbToYuv(in[2], in[1], in[0]) : rgbToYuv(in[0], in[1], in[2]);
-    out[0] = out[2] = static_cast<std::uint8_t>(yuv.y);
-    out[1] = static_cast<std::uint8_t>(yuv.u);
-    out[3] = static_cast<std::uint8_t>(yuv.v);
-  }
-}
-
-}  // namespace backends
-}  // namespace videoDevice
-#endif  // HWY_ONCE
+#endif  // include guard toggle
