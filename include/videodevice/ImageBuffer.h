@@ -56,7 +56,10 @@ class ImageBuffer {
   void setFielOfView(FieldOfView fieldOfView) { _fieldOfView = fieldOfView; }
   FieldOfView getFieldOfView() const { return _fieldOfView; }
   void setCameraName(std::string cameraName) { _cameraName = std::move(cameraName); }
-  const std::string& getCameraName() const { return _cameraName; }
+  std::string getCameraName() const { return _cameraName; }
+  // The same name without a copy, for the per-frame path; valid while the
+  // buffer lives and its name is not reassigned.
+  const std::string& cameraName() const noexcept { return _cameraName; }
 
   // Byte size of the current image (not of the allocated block).
   std::uint64_t getSize() const;

@@ -22,7 +22,7 @@ namespace {
 // Records a fetched buffer; from now on the subscriber is processing. A camera
 // answers with a buffer or throws; a null answer is passed on unrecorded.
 void recordBuffer(Subscriber& subscriber, const std::shared_ptr<const ImageBuffer>& buffer) {
-  if (buffer) subscriber.setImageBuffer(buffer->getCameraName(), buffer);
+  if (buffer) subscriber.setImageBuffer(buffer->cameraName(), buffer);
 }
 
 }  // namespace
@@ -116,7 +116,7 @@ void VideoDevicePrivate::releaseDirectRawImages(const std::string& name) {
 
 void VideoDevicePrivate::putImage(const std::shared_ptr<const ImageBuffer>& image) {
   if (!image) LUMO_FAIL(std::invalid_argument, "Can't put image: invalid pointer.");
-  _getCamera(image->getCameraName())->putImage(image);
+  _getCamera(image->cameraName())->putImage(image);
 }
 
 // --- fetching ---------------------------------------------------------------------
