@@ -60,7 +60,24 @@ void convertRows(const ImageBuffer& input, ImageBuffer& output, const RowLayout&
   const std::uint64_t inSize = input.getSize();
   const std::uint64_t outSize = output.getSize();
 
-  for (std::uint64_t r = 0; r < layout.rows; ++r) {
+  // Rows that lie wholly inside both buffers, found once: they run without
+  // the per-row bounds arithmetic (and its divisions) below.
+  std::uint64_t wholeRows = 0;
+  if (layout.elements != 0) {
+    const std::uint64_t inNeed = (layout.elements - 1) * layout.inStep + layout.inReach;
+    const std::uint64_t outNeed = layout.elements * layout.outStep;
+    if (inNeed <= inSize && outNeed <= outSize) {
+      wholeRows = layout.rows;
+      if (layout.inRowStride != 0)
+        wholeRows = std::min(wholeRows, (inSize - inNeed) / layout.inRowStride + 1);
+      if (layout.outRowStride != 0)
+        wholeRows = std::min(wholeRows, (outSize - outNeed) / layout.outRowStride + 1);
+    }
+  }
+  for (std::uint64_t r = 0; r < wholeRows; ++r)
+    row(in + r * layout.inRowStride, out + r * layout.outRowStride, layout.elements, factor);
+
+  for (std::uint64_t r = wholeRows; r < layout.rows; ++r) {
     const std::uint64_t inRow = r * layout.inRowStride;
     const std::uint64_t outRow = r * layout.outRowStride;
     // Rows only move forward, so once one starts past either end so do the rest.

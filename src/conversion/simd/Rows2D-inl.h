@@ -114,7 +114,10 @@ HWY_INLINE std::size_t ForVectors(std::size_t count, std::size_t n, std::size_t 
   if (count < n) return 0;
   const std::size_t limit = (count - 1) * step + reach;  // bytes the row may read
   if (span > limit) return 0;
-  const std::size_t last = HWY_MIN(count - n, (limit - span) / step);
+  // Usually the last whole vector fits as it is; dividing costs more than
+  // the rest of a short row.
+  const std::size_t last =
+      (count - n) * step + span <= limit ? count - n : HWY_MIN(count - n, (limit - span) / step);
   // One call site, so that the compiler inlines the body.
   for (std::size_t k = 0;; k = HWY_MIN(k + n, last)) {
     body(k);
