@@ -4,6 +4,7 @@
 // description of each known model; the caller then sets the name and builds.
 
 #include <memory>
+#include <string>
 
 #include <videodevice/Camera.h>
 #include <videodevice/CameraInfo.h>
@@ -31,6 +32,11 @@ class CameraBuilder {
   static void setupSimulatorQuillStereo(CameraInfo& info);
   static void setupVelaStereo(CameraInfo& info);
   static void setupQuillStereo(CameraInfo& info);
+  // A real camera on a V4L2 capture node: backend "V4L2", the card name as
+  // model, and the node's YUYV sizes and frame rates. Throws
+  // std::runtime_error naming the path when the node is missing, busy, not a
+  // capture device, or offers no YUYV.
+  static void setupV4L2(CameraInfo& info, const std::string& devicePath);
 };
 
 }  // namespace videoDevice

@@ -22,6 +22,7 @@ struct CameraInfo {
   std::set<Resolution> resolutions;
   std::set<ColorSpace> colorSpaces;
   std::set<unsigned short> frameRates;
+  std::string devicePath{};  // the capture node of a real camera, e.g. "/dev/video0"
 };
 
 }  // namespace videoDevice

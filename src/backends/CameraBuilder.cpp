@@ -10,6 +10,7 @@
 
 #include "backends/CameraSimulator2D.h"
 #include "backends/CameraSimulator3D.h"
+#include "backends/V4l2Setup.h"
 #include "videodevice/VideoDevice.h"
 
 LUMO_LOG_CATEGORY("vision.videodevice.camerabuilder")
@@ -85,6 +86,10 @@ std::shared_ptr<Camera> CameraBuilder::createCamera(std::weak_ptr<VideoDevice> d
     LUMO_LOG(3) << camera->getName() << ": Error at construction: " << error.what();
   }
   return camera;
+}
+
+void CameraBuilder::setupV4L2(CameraInfo& info, const std::string& devicePath) {
+  backends::setupV4l2Camera(*backends::systemV4l2Io(), info, devicePath);
 }
 
 void CameraBuilder::setupSimulatorMT9M114(CameraInfo& info) {
