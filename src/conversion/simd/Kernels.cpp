@@ -2,8 +2,9 @@
 //
 // The fast rows are written once against Google Highway's portable vector
 // types and compiled here for every instruction set Highway targets on this
-// architecture (SSE2-level emulation, SSSE3, SSE4, AVX2 and AVX-512 on x86;
-// NEON and SVE on ARM). At first use Highway picks the best one the CPU runs.
+// architecture (SSSE3, SSE4, AVX2 and AVX-512 on x86; NEON and SVE on ARM),
+// plus a one-lane fallback that keeps the plain rows. At first use Highway
+// picks the best one the CPU runs.
 // Highway rather than hand-written intrinsics: one source serves every x86
 // generation and the ARM boards robots run on, it is a Debian package, and
 // its interleaved loads and stores are exactly the shape of YUYV and RGB.
